@@ -1,0 +1,10 @@
+// Everything the platform layer offers: the Windows kernel, GDI and USER
+// stand-ins and the class library's classes the interface speaks in.
+#pragma once
+
+#include "platform/export.h"
+#include "platform/file.h"
+#include "platform/global_memory.h"
+#include "platform/messages.h"
+#include "platform/object.h"
+#include "platform/windows_types.h"
