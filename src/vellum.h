@@ -1,4 +1,10 @@
-// Vellum: the umbrella header. Host programs include only this.
+// Vellum: the umbrella header. Host programs include only this; it reaches
+// every public declaration of the library.
 #pragma once
 
+#include "dib/bmp.h"
+#include "dib/convert.h"
+#include "dib/dib.h"
+#include "dib/flat.h"
+#include "filedib/file_dib.h"
 #include "platform/platform.h"

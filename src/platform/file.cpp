@@ -70,6 +70,14 @@ BOOL CFileException::GetErrorMessage(LPTSTR text, UINT maxChars, UINT* helpConte
 
 // ---- CFile ----
 
+namespace {
+
+// On an open descriptor EBADF only means the file was not opened for this
+// direction, which the platform reports as access denied.
+int accessError(int osError) { return osError == EBADF ? EACCES : osError; }
+
+}  // namespace
+
 CFile::CFile() = default;
 
 CFile::CFile(LPCTSTR path, UINT openFlags) {
@@ -126,7 +134,7 @@ UINT CFile::Read(void* buffer, UINT count) {
         const ssize_t n = ::read(m_fd, out + done, count - done);
         if (n < 0) {
             if (errno == EINTR) continue;
-            fail(errno);
+            fail(accessError(errno));
         }
         if (n == 0) break;
         done += static_cast<UINT>(n);
@@ -144,7 +152,7 @@ void CFile::Write(const void* buffer, UINT count) {
         const ssize_t n = ::write(m_fd, in + done, count - done);
         if (n < 0) {
             if (errno == EINTR) continue;
-            fail(errno);
+            fail(accessError(errno));
         }
         if (n == 0) fail(ENOSPC);
         done += static_cast<UINT>(n);
@@ -193,6 +201,17 @@ void CFile::Close() {
 void CFile::Abort() {
     if (m_fd >= 0) ::close(m_fd);
     m_fd = -1;
+}
+
+CString CFile::GetFileName() const {
+    const std::size_t slash = m_path.find_last_of("/\\");
+    return CString(slash == std::string::npos ? m_path.c_str() : m_path.c_str() + slash + 1);
+}
+
+CString CFile::GetFileTitle() const {
+    CString name = GetFileName();
+    const int dot = name.ReverseFind('.');
+    return dot > 0 ? name.Left(dot) : name;
 }
 
 int _access(const char* path, int mode) {

@@ -11,10 +11,14 @@
 //  - Share modes are accepted and ignored: POSIX files have no mandatory
 //    locking. modeCreate truncates unless modeNoTruncate is given.
 //  - The destructor closes the file and never throws.
+//  - GetFileName is the part of the path after the last '/' or '\\';
+//    GetFileTitle is that name without its extension (from the last '.', unless
+//    the name starts there). Both keep answering after Close.
 #pragma once
 
 #include <string>
 
+#include "platform/cstring.h"
 #include "platform/object.h"
 
 class VELLUM_API CFileException : public CException {
@@ -92,6 +96,8 @@ public:
 
     BOOL IsOpen() const { return m_fd >= 0; }
     const std::string& GetFilePath() const { return m_path; }
+    CString GetFileName() const;
+    CString GetFileTitle() const;
 
 private:
     [[noreturn]] void fail(int osError) const;

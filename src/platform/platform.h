@@ -2,9 +2,14 @@
 // stand-ins and the class library's classes the interface speaks in.
 #pragma once
 
+#include "platform/archive.h"
+#include "platform/containers.h"
+#include "platform/cstring.h"
 #include "platform/export.h"
 #include "platform/file.h"
 #include "platform/global_memory.h"
 #include "platform/messages.h"
 #include "platform/object.h"
+#include "platform/rect.h"
+#include "platform/system.h"
 #include "platform/windows_types.h"

@@ -29,8 +29,10 @@ using BOOLEAN = BYTE;
 using CHAR = char;
 using SHORT = std::int16_t;
 using USHORT = std::uint16_t;
-using LONGLONG = std::int64_t;
-using ULONGLONG = std::uint64_t;
+// long long, as on the platform: std::int64_t is long on LP64 Linux, and long
+// must stay a distinct type so that archives write it as 32 bits.
+using LONGLONG = long long;
+using ULONGLONG = unsigned long long;
 using INT_PTR = std::intptr_t;
 using UINT_PTR = std::uintptr_t;
 using LONG_PTR = std::intptr_t;
@@ -201,6 +203,7 @@ static_assert(sizeof(BITMAPINFO) == 44);
 static_assert(sizeof(POINT) == 8 && sizeof(SIZE) == 8 && sizeof(RECT) == 16);
 static_assert(sizeof(BLENDFUNCTION) == 4);
 static_assert(sizeof(ULARGE_INTEGER) == 8);
+static_assert(sizeof(LONGLONG) == 8 && sizeof(ULONGLONG) == 8);
 static_assert(offsetof(BITMAPFILEHEADER, bfOffBits) == 10);
 static_assert(offsetof(BITMAPINFOHEADER, biClrUsed) == 32);
 

@@ -1,0 +1,32 @@
+// Row converters shared by the depth conversions, the readers and the
+// resamplers: one place for each unpacking rule.
+#pragma once
+
+#include <cstdint>
+
+#include "platform/windows_types.h"
+
+namespace vellum {
+
+// 5-5-5 words (bit 15 ignored) to blue, green, red bytes, each channel x 8
+// with the low three bits 0.
+VELLUM_API void Row16To24(const BYTE* src, BYTE* dst, std::int64_t width);
+
+// Blue, green, red, x to blue, green, red (the fourth byte dropped).
+VELLUM_API void Row32To24(const BYTE* src, BYTE* dst, std::int64_t width);
+
+// 1-, 4- or 8-bit indices (most significant bits first) to blue, green, red
+// through `table`, which must hold 2^bits entries.
+VELLUM_API void RowIndexedTo24(const BYTE* src, BYTE* dst, std::int64_t width, int bits,
+                               const RGBQUAD* table);
+
+// Index of pixel x of a packed 1-, 4- or 8-bit row.
+inline int PixelIndex(const BYTE* row, std::int64_t x, int bits) {
+    switch (bits) {
+        case 1: return (row[x >> 3] >> (7 - (x & 7))) & 1;
+        case 4: return (x & 1) ? row[x >> 1] & 0x0F : row[x >> 1] >> 4;
+        default: return row[x];
+    }
+}
+
+}  // namespace vellum

@@ -1,0 +1,62 @@
+// Loading and saving images for the command-line tool. Every file the tool
+// reads or writes goes through here, so supporting another format means
+// changing this module only.
+//
+// Failures are reported by throwing Failure with a one-line message that
+// names the file and the reason ("cannot read 'x.bmp': truncated file").
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+#include "vellum.h"
+
+namespace vellum::cli {
+
+// A failure to report as one line on stderr (the tool adds "vellum: ").
+class Failure : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+// A DIB pair owned by the tool: the header block is released with
+// VellumDeleteHeader and the bits with GlobalFree. Library operations take the
+// two members by reference and replace them in place.
+struct Image {
+    void* bits = nullptr;
+    BITMAPINFO* info = nullptr;
+
+    Image() = default;
+    Image(void* newBits, BITMAPINFO* newInfo) : bits(newBits), info(newInfo) {}
+    Image(Image&& other) noexcept;
+    Image& operator=(Image&& other) noexcept;
+    Image(const Image&) = delete;
+    Image& operator=(const Image&) = delete;
+    ~Image() { reset(); }
+
+    // Releases both blocks (whichever are non-null).
+    void reset();
+
+    bool empty() const { return bits == nullptr || info == nullptr; }
+    int width() const { return info ? info->bmiHeader.biWidth : 0; }
+    int height() const { return info ? info->bmiHeader.biHeight : 0; }
+    int bitCount() const { return info ? info->bmiHeader.biBitCount : 0; }
+};
+
+// A new 24-bit image of the given size, zero-filled (black); throws Failure
+// when the size is not positive or memory runs out.
+Image makeImage24(int width, int height);
+
+// Reads an image file; throws Failure("cannot read '<path>': <reason>").
+Image loadImage(const std::string& path);
+
+// Writes the image as a BMP file (the header may be normalised in place, as
+// ThSaveDibData does); throws Failure("cannot write '<path>': <reason>").
+void saveImage(Image& image, const std::string& path);
+
+// Routes the library's message boxes to stderr as "vellum: <text>" on one
+// line. While a load or save runs, its messages are held back and dropped if
+// it fails, because the tool's own line then says the same with the file name.
+void installMessageHandler();
+
+}  // namespace vellum::cli
