@@ -16,8 +16,9 @@
 //  - Like a 32-bit process, an array holds at most 2^31 - 1 bytes of
 //    elements; growing beyond that, or running out of memory, throws a
 //    CMemoryException by pointer and leaves the array as it was.
-//  - CDWordArray::Serialize stores the count as a DWORD and then each element
-//    as a DWORD, little-endian. Loading replaces the contents only once every
+//  - CDWordArray::Serialize stores the count as the class library does (a
+//    WORD, or 0xFFFF and then a DWORD for 0xFFFF and more) and then each
+//    element as a DWORD, little-endian. Loading replaces the contents only once every
 //    element has been read; a count that cannot fit throws badIndex, a file
 //    that ends early endOfFile, and the array keeps its old contents.
 #pragma once
@@ -181,13 +182,19 @@ public:
     void Serialize(CArchive& ar) override {
         CObject::Serialize(ar);
         if (ar.IsStoring()) {
-            ar << static_cast<DWORD>(GetSize());
+            if (GetSize() < 0xFFFF) {
+                ar << static_cast<WORD>(GetSize());
+            } else {
+                ar << static_cast<WORD>(0xFFFF) << static_cast<DWORD>(GetSize());
+            }
             const DWORD* data = GetData();
             for (INT_PTR i = 0; i < GetSize(); ++i) ar << data[i];
             return;
         }
-        DWORD count = 0;
-        ar >> count;
+        WORD shortCount = 0;
+        ar >> shortCount;
+        DWORD count = shortCount;
+        if (shortCount == 0xFFFF) ar >> count;
         if (count > kGlobalAllocLimit / sizeof(DWORD)) {
             const CFile* file = ar.GetFile();
             throw new CArchiveException(CArchiveException::badIndex,

@@ -146,8 +146,25 @@ TEST(CDWordArray, SerializeWritesCountAndLittleEndianValues) {
         CArchive ar(&file, CArchive::store);
         out.Serialize(ar);
     }
-    EXPECT_EQ(ReadAll(path), (std::vector<BYTE>{3, 0, 0, 0, 0x44, 0x33, 0x22, 0x11, 0, 0, 0, 0,
+    EXPECT_EQ(ReadAll(path), (std::vector<BYTE>{3, 0, 0x44, 0x33, 0x22, 0x11, 0, 0, 0, 0,
                                                 0xFE, 0xFF, 0xFF, 0xFF}));
+    // 0xFFFF elements and more: the escape, then a DWORD count.
+    CDWordArray big;
+    big.SetSize(0x10000);
+    {
+        CFile file(path.c_str(), CFile::modeCreate | CFile::modeWrite);
+        CArchive ar(&file, CArchive::store);
+        big.Serialize(ar);
+    }
+    const auto bigBytes = ReadAll(path);
+    ASSERT_EQ(bigBytes.size(), 6u + 4u * 0x10000);
+    EXPECT_EQ((std::vector<BYTE>(bigBytes.begin(), bigBytes.begin() + 6)),
+              (std::vector<BYTE>{0xFF, 0xFF, 0, 0, 1, 0}));
+    {
+        CFile file(path.c_str(), CFile::modeCreate | CFile::modeWrite);
+        CArchive ar(&file, CArchive::store);
+        out.Serialize(ar);
+    }
 
     CDWordArray in;
     in.Add(77);  // replaced by the loaded contents
@@ -182,12 +199,13 @@ TEST(CDWordArray, DamagedDataLeavesTheArrayAlone) {
         EXPECT_EQ(a[0], 5u);
         return cause;
     };
-    EXPECT_EQ(load({2, 0, 0, 0, 1, 0, 0, 0, 2, 0}), CArchiveException::endOfFile);
-    EXPECT_EQ(load({0, 0}), CArchiveException::endOfFile);
+    EXPECT_EQ(load({2, 0, 1, 0, 0, 0, 2, 0}), CArchiveException::endOfFile);
+    EXPECT_EQ(load({0}), CArchiveException::endOfFile);
+    EXPECT_EQ(load({0xFF, 0xFF, 0}), CArchiveException::endOfFile);
     // A count of 2^28 with no data behind it ends at the end of the file.
-    EXPECT_EQ(load({0, 0, 0, 0x10}), CArchiveException::endOfFile);
+    EXPECT_EQ(load({0xFF, 0xFF, 0, 0, 0, 0x10}), CArchiveException::endOfFile);
     // More elements than a 32-bit process could hold.
-    EXPECT_EQ(load({0xFF, 0xFF, 0xFF, 0xFF}), CArchiveException::badIndex);
+    EXPECT_EQ(load({0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}), CArchiveException::badIndex);
 }
 
 }  // namespace

@@ -243,8 +243,8 @@ TEST(CPointCSize, MixedArithmetic) {
     const RECT r{0, 0, 1, 1};
     EXPECT_TRUE(p - &r == CRect(-3, -4, -2, -3));
     EXPECT_TRUE(s + &r == CRect(10, 20, 11, 21));
-    EXPECT_TRUE(POINT{3, 4} == p);
-    EXPECT_TRUE(SIZE{10, 20} == s);
+    EXPECT_TRUE((POINT{3, 4} == p));
+    EXPECT_TRUE((SIZE{10, 20} == s));
 
     CPoint edge(INT_MAX, INT_MIN);
     edge.Offset(1, -1);
