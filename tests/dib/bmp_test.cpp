@@ -266,7 +266,8 @@ TEST(BmpFile, HeaderReaderLeavesTheFileAtThePixels) {
     BITMAPINFO* out = VellumNewHeader(kFullHeaderBytes);
     EXPECT_EQ(ThReadBmpInfo(&f, &fh, out), 0);
     EXPECT_EQ(f.GetPosition(), 68u);
-    EXPECT_EQ(fh.bfOffBits, 68u);
+    const DWORD offBits = fh.bfOffBits;  // packed field: copy before binding
+    EXPECT_EQ(offBits, 68u);
     EXPECT_EQ(VellumColorTable(out)[1].rgbRed, 255);
     EXPECT_EQ(ThReadBmpInfo(nullptr, &fh, out), -1);
     EXPECT_EQ(ThReadBmpInfo(&f, nullptr, out), -1);
