@@ -158,7 +158,9 @@ int readDibData(const char* path, void*& bits, BITMAPINFO*& info, ReadStatus* st
         *status = h.biHeight < 0 ? ReadStatus::unsupported : ReadStatus::tooLarge;
         return -1;
     }
-    bits = GlobalAllocChecked(GPTR, bufferSize);
+    // Not cleared here: the read fills the block and the tail a short read
+    // leaves is cleared after it.
+    bits = GlobalAllocChecked(GMEM_FIXED, bufferSize);
     if (!bits) {
         *status = bufferSize > static_cast<std::int64_t>(kGlobalAllocLimit) ? ReadStatus::tooLarge
                                                                            : ReadStatus::outOfMemory;
@@ -167,6 +169,7 @@ int readDibData(const char* path, void*& bits, BITMAPINFO*& info, ReadStatus* st
 
     file.Seek(fileHeader.bfOffBits, CFile::begin);
     const UINT got = file.Read(bits, static_cast<UINT>(bufferSize));  // short reads are kept
+    std::memset(static_cast<BYTE*>(bits) + got, 0, static_cast<std::size_t>(bufferSize - got));
 
     if (compression != BI_RGB) {
         DWORD masks[3] = {};

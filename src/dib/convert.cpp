@@ -108,30 +108,32 @@ struct DiffusionTables {
 };
 constexpr DiffusionTables kDiffusion;
 
-// Errors stay within -11..10, so a value plus twice its error lies in
-// -22..275: one table lookup clamps it to a byte.
-struct ClampTable {
-    static constexpr int kOffset = 32;
-    BYTE value[320];
-    constexpr ClampTable() : value{} {
-        for (int i = 0; i < 320; ++i) {
-            const int v = i - kOffset;
-            value[i] = static_cast<BYTE>(v < 0 ? 0 : v > 255 ? 255 : v);
-        }
-    }
-};
-constexpr ClampTable kClamp;
-inline BYTE clampByte(std::int32_t v) { return kClamp.value[v + ClampTable::kOffset]; }
+// Branch-free (the compiler emits conditional moves); a table lookup here
+// would lengthen the pixel-to-pixel dependency chain.
+inline BYTE clampByte(std::int32_t v) { return static_cast<BYTE>(v < 0 ? 0 : v > 255 ? 255 : v); }
+
+// The clamp on the pixel-to-pixel path: values rarely leave 0..255, so a
+// predicted branch keeps the clamp off the dependency chain that conditional
+// moves would lengthen.
+inline std::uint32_t clampCarried(std::int32_t v) {
+    if (__builtin_expect(static_cast<std::uint32_t>(v) > 255u, 0)) return v < 0 ? 0u : 255u;
+    return static_cast<std::uint32_t>(v);
+}
 
 // One row of the error diffusion onto the fixed palette. `cur` holds the row
 // being converted (its indices are written over its own first bytes, behind
 // the pixel being read); `next` is the row below it in the walk. A quarter of
-// each error goes down, a half to the right. The pixel to the right is carried
-// in registers and also written back, since the row's tail bytes end up in
-// the output's padding.
-void diffuseRow(BYTE* cur, BYTE* next, int width) {
+// each error goes down, a half to the right.
+//
+// The pixel to the right is carried in registers; only the few bytes that end
+// up in the output row's padding (bytes width .. stride8 - 1 of `cur`) are
+// written back. The downward errors of a row do not depend on each other, so
+// they are collected and added to `next` in one vectorisable pass.
+void diffuseRow(BYTE* cur, BYTE* next, int width, int stride8, signed char* downErrors) {
     if (width <= 0) return;
-    std::int32_t blue = cur[0], green = cur[1], red = cur[2];
+    const int padFrom = width;
+    const int padTo = std::min(stride8, 3 * width);
+    std::uint32_t blue = cur[0], green = cur[1], red = cur[2];
     for (int x = 0; x < width; ++x) {
         const std::int32_t errBlue = kDiffusion.blueError[blue];
         const std::int32_t errGreen = kDiffusion.greenError[green];
@@ -139,21 +141,23 @@ void diffuseRow(BYTE* cur, BYTE* next, int width) {
         const BYTE index = static_cast<BYTE>(kDiffusion.redIndex[red] +
                                              kDiffusion.greenIndex[green] +
                                              kDiffusion.blueIndex[blue]);
-        BYTE* down = next + 3 * x;
-        down[0] = clampByte(down[0] + errBlue);
-        down[1] = clampByte(down[1] + errGreen);
-        down[2] = clampByte(down[2] + errRed);
+        downErrors[3 * x] = static_cast<signed char>(errBlue);
+        downErrors[3 * x + 1] = static_cast<signed char>(errGreen);
+        downErrors[3 * x + 2] = static_cast<signed char>(errRed);
         if (x + 1 < width) {
             BYTE* right = cur + 3 * (x + 1);
-            blue = clampByte(right[0] + 2 * errBlue);
-            green = clampByte(right[1] + 2 * errGreen);
-            red = clampByte(right[2] + 2 * errRed);
-            right[0] = static_cast<BYTE>(blue);
-            right[1] = static_cast<BYTE>(green);
-            right[2] = static_cast<BYTE>(red);
+            blue = clampCarried(right[0] + 2 * errBlue);
+            green = clampCarried(right[1] + 2 * errGreen);
+            red = clampCarried(right[2] + 2 * errRed);
+            if (3 * x + 3 < padTo && 3 * x + 5 >= padFrom) {
+                right[0] = static_cast<BYTE>(blue);
+                right[1] = static_cast<BYTE>(green);
+                right[2] = static_cast<BYTE>(red);
+            }
         }
         cur[x] = index;
     }
+    for (int i = 0; i < 3 * width; ++i) next[i] = clampByte(next[i] + downErrors[i]);
 }
 
 int reduce24To8(void*& bits, BITMAPINFO*& info) {
@@ -172,7 +176,9 @@ int reduce24To8(void*& bits, BITMAPINFO*& info) {
 
     std::vector<BYTE> current(static_cast<std::size_t>(stride24));
     std::vector<BYTE> next(static_cast<std::size_t>(stride24));
-    BYTE* out = static_cast<BYTE*>(GlobalAllocChecked(GPTR, outSize));
+    std::vector<signed char> downErrors(static_cast<std::size_t>(3 * width));
+    // Every output row is emitted whole below.
+    BYTE* out = static_cast<BYTE*>(GlobalAllocChecked(GMEM_FIXED, outSize));
     if (!out) return 0;
     const BYTE* src = static_cast<const BYTE*>(bits);
     auto sourceRow = [&](int r) { return src + stride24 * r; };
@@ -186,15 +192,15 @@ int reduce24To8(void*& bits, BITMAPINFO*& info) {
         std::memcpy(next.data(), sourceRow(height > 1 ? 1 : 0), stride24);
     }
     for (int r = 2; r < height; ++r) {
-        diffuseRow(current.data(), next.data(), width);
+        diffuseRow(current.data(), next.data(), width, static_cast<int>(stride8), downErrors.data());
         emit(r - 2);
         current.swap(next);
         std::memcpy(next.data(), sourceRow(r), stride24);
     }
-    diffuseRow(current.data(), next.data(), width);
+    diffuseRow(current.data(), next.data(), width, static_cast<int>(stride8), downErrors.data());
     emit(height - 2);
     current = next;
-    diffuseRow(current.data(), next.data(), width);
+    diffuseRow(current.data(), next.data(), width, static_cast<int>(stride8), downErrors.data());
     emit(height - 1);
 
     GlobalFree(bits);
@@ -293,15 +299,18 @@ int ThPrepareTrueImg(void*& bits, BITMAPINFO*& info) {
     // The header is rewritten before the allocation, on purpose.
     h.biBitCount = 24;
     h.biSizeImage = static_cast<DWORD>(size);
-    BYTE* out = static_cast<BYTE*>(GlobalAllocChecked(GPTR, size));
+    // Every byte is written below, padding included.
+    BYTE* out = static_cast<BYTE*>(GlobalAllocChecked(GMEM_FIXED, size));
     if (!out) return 0;
     const BYTE* src = static_cast<const BYTE*>(bits);
     for (std::int64_t y = 0; y < height; ++y) {
+        BYTE* d = out + dstStride * y;
         if (depth == 32) {
-            vellum::Row32To24(src + srcStride * y, out + dstStride * y, width);
+            vellum::Row32To24(src + srcStride * y, d, width);
         } else {
-            vellum::Row16To24(src + srcStride * y, out + dstStride * y, width);
+            vellum::Row16To24(src + srcStride * y, d, width);
         }
+        vellum::ZeroRowPadding(d, 3 * width, dstStride);
     }
     GlobalFree(bits);
     bits = out;
@@ -319,12 +328,14 @@ int ThConvertTo24Bit(void*& bits, BITMAPINFO*& info) {
     const std::int64_t srcStride = ((width * depth + 7) / 8 + 3) / 4 * 4;
     const std::int64_t dstStride = (3 * width + 3) & ~std::int64_t{3};
     const std::int64_t size = dstStride * height;
-    BYTE* out = static_cast<BYTE*>(GlobalAllocChecked(GPTR, size));
+    BYTE* out = static_cast<BYTE*>(GlobalAllocChecked(GMEM_FIXED, size));
     if (!out) return 0;
     const BYTE* src = static_cast<const BYTE*>(bits);
     const RGBQUAD* table = VellumColorTable(info);
     for (std::int64_t y = 0; y < height; ++y) {
-        vellum::RowIndexedTo24(src + srcStride * y, out + dstStride * y, width, depth, table);
+        BYTE* d = out + dstStride * y;
+        vellum::RowIndexedTo24(src + srcStride * y, d, width, depth, table);
+        vellum::ZeroRowPadding(d, 3 * width, dstStride);
     }
     GlobalFree(bits);
     bits = out;

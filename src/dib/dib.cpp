@@ -81,7 +81,8 @@ int ThCopyDibData(void*& bits, BITMAPINFO*& info, void* srcBits, BITMAPINFO* src
     const long count = ThCalDibColorCount(srcInfo);
     const std::int64_t size = VellumDibImageSize(srcInfo->bmiHeader);
     BITMAPINFO* header = copyHeader(srcInfo, count);
-    void* block = header ? GlobalAllocChecked(GPTR, size) : nullptr;
+    // The copy below fills the whole block.
+    void* block = header ? GlobalAllocChecked(GMEM_FIXED, size) : nullptr;
     if (block) std::memcpy(block, srcBits, static_cast<std::size_t>(size));
 
     VellumDeleteHeader(info);

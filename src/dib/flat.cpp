@@ -24,15 +24,17 @@ int ConvertTo24Bit(BITMAPINFO* info, HGLOBAL* bits) {
     if (depth == 16 || depth == 32) {
         // As the true-colour preparation, without its checks and over |height| rows.
         const std::int64_t srcStride = VellumDibStride(depth, width);
-        BYTE* out = static_cast<BYTE*>(GlobalAllocChecked(GPTR, dstStride * rows));
+        BYTE* out = static_cast<BYTE*>(GlobalAllocChecked(GMEM_FIXED, dstStride * rows));
         if (!out) return 0;
         const BYTE* src = static_cast<const BYTE*>(*bits);
         for (std::int64_t y = 0; y < rows; ++y) {
+            BYTE* d = out + dstStride * y;
             if (depth == 32) {
-                vellum::Row32To24(src + srcStride * y, out + dstStride * y, width);
+                vellum::Row32To24(src + srcStride * y, d, width);
             } else {
-                vellum::Row16To24(src + srcStride * y, out + dstStride * y, width);
+                vellum::Row16To24(src + srcStride * y, d, width);
             }
+            vellum::ZeroRowPadding(d, 3 * width, dstStride);
         }
         GlobalFree(*bits);
         *bits = out;
@@ -44,12 +46,14 @@ int ConvertTo24Bit(BITMAPINFO* info, HGLOBAL* bits) {
     if (depth != 1 && depth != 4 && depth != 8) return 0;
 
     const std::int64_t srcStride = VellumDibStride(depth, width);
-    BYTE* out = static_cast<BYTE*>(GlobalAllocChecked(GPTR, dstStride * rows));
+    BYTE* out = static_cast<BYTE*>(GlobalAllocChecked(GMEM_FIXED, dstStride * rows));
     if (!out) return 0;
     const BYTE* src = static_cast<const BYTE*>(*bits);
     const RGBQUAD* table = VellumColorTable(info);
     for (std::int64_t y = 0; y < rows; ++y) {
-        vellum::RowIndexedTo24(src + srcStride * y, out + dstStride * y, width, depth, table);
+        BYTE* d = out + dstStride * y;
+        vellum::RowIndexedTo24(src + srcStride * y, d, width, depth, table);
+        vellum::ZeroRowPadding(d, 3 * width, dstStride);
     }
     GlobalFree(*bits);
     *bits = out;

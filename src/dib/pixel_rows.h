@@ -20,6 +20,11 @@ VELLUM_API void Row32To24(const BYTE* src, BYTE* dst, std::int64_t width);
 VELLUM_API void RowIndexedTo24(const BYTE* src, BYTE* dst, std::int64_t width, int bits,
                                const RGBQUAD* table);
 
+// Clears a row's padding: the bytes from `used` up to `stride`.
+inline void ZeroRowPadding(BYTE* row, std::int64_t used, std::int64_t stride) {
+    for (std::int64_t i = used; i < stride; ++i) row[i] = 0;
+}
+
 // Index of pixel x of a packed 1-, 4- or 8-bit row.
 inline int PixelIndex(const BYTE* row, std::int64_t x, int bits) {
     switch (bits) {

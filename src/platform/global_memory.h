@@ -10,6 +10,11 @@
 //  - The handle is the pointer: GlobalLock returns it, GlobalUnlock does
 //    nothing, GlobalSize returns the size asked for (0 for null).
 //  - GlobalFree(null) and GlobalFree(block) return null; the block is gone.
+//  - Without GMEM_ZEROINIT a block's contents are unspecified; the library's
+//    own operations ask for that only where they write every byte.
+//  - Blocks of 4 MiB and more are mapped directly; freed ones are kept for
+//    reuse (at most four, 512 MiB in all), as image work frees a picture and
+//    soon asks for another of about the same size.
 //  - GlobalAllocChecked takes a 64-bit size so that callers compute products
 //    of width, depth and height without overflow and let the cap reject them.
 #pragma once
