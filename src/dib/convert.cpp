@@ -46,6 +46,23 @@ void RowIndexedTo24(const BYTE* src, BYTE* dst, std::int64_t width, int bits,
     }
 }
 
+void RowsTo24(const BYTE* src, std::int64_t srcStride, BYTE* dst, std::int64_t dstStride,
+              std::int64_t width, std::int64_t rows, int depth, const RGBQUAD* table) {
+    for (std::int64_t y = 0; y < rows; ++y) {
+        const BYTE* s = src + srcStride * y;
+        BYTE* d = dst + dstStride * y;
+        switch (depth) {
+            case 1:
+            case 4:
+            case 8: RowIndexedTo24(s, d, width, depth, table); break;
+            case 16: Row16To24(s, d, width); break;
+            case 32: Row32To24(s, d, width); break;
+            default: return;
+        }
+        ZeroRowPadding(d, 3 * width, dstStride);
+    }
+}
+
 }  // namespace vellum
 
 namespace {
@@ -302,16 +319,8 @@ int ThPrepareTrueImg(void*& bits, BITMAPINFO*& info) {
     // Every byte is written below, padding included.
     BYTE* out = static_cast<BYTE*>(GlobalAllocChecked(GMEM_FIXED, size));
     if (!out) return 0;
-    const BYTE* src = static_cast<const BYTE*>(bits);
-    for (std::int64_t y = 0; y < height; ++y) {
-        BYTE* d = out + dstStride * y;
-        if (depth == 32) {
-            vellum::Row32To24(src + srcStride * y, d, width);
-        } else {
-            vellum::Row16To24(src + srcStride * y, d, width);
-        }
-        vellum::ZeroRowPadding(d, 3 * width, dstStride);
-    }
+    vellum::RowsTo24(static_cast<const BYTE*>(bits), srcStride, out, dstStride, width, height,
+                     depth, nullptr);
     GlobalFree(bits);
     bits = out;
     return 1;
@@ -330,13 +339,8 @@ int ThConvertTo24Bit(void*& bits, BITMAPINFO*& info) {
     const std::int64_t size = dstStride * height;
     BYTE* out = static_cast<BYTE*>(GlobalAllocChecked(GMEM_FIXED, size));
     if (!out) return 0;
-    const BYTE* src = static_cast<const BYTE*>(bits);
-    const RGBQUAD* table = VellumColorTable(info);
-    for (std::int64_t y = 0; y < height; ++y) {
-        BYTE* d = out + dstStride * y;
-        vellum::RowIndexedTo24(src + srcStride * y, d, width, depth, table);
-        vellum::ZeroRowPadding(d, 3 * width, dstStride);
-    }
+    vellum::RowsTo24(static_cast<const BYTE*>(bits), srcStride, out, dstStride, width, height,
+                     depth, VellumColorTable(info));
     GlobalFree(bits);
     bits = out;
     h.biSizeImage = static_cast<DWORD>(size);
