@@ -18,7 +18,7 @@ VELLUM_API const BYTE* VellumFixedPalette332();
 // Returns 0 for null pointers, biCompression != 0, width or height below 1,
 // biPlanes != 1 or another depth. The header is rewritten (24 bits, the 24-bit
 // biSizeImage) before the allocation; if that fails the result is 0 with the
-// header already saying 24 bits over the old bits [quirk: discard on 0].
+// header already saying 24 bits over the old bits [quirk: discard-on-0].
 // biClrUsed and the header block are kept.
 VELLUM_API int ThPrepareTrueImg(void*& bits, BITMAPINFO*& info);
 
@@ -31,10 +31,13 @@ VELLUM_API int ThConvertTo24Bit(void*& bits, BITMAPINFO*& info);
 // depth gives 1 with nothing changed.
 //  - 24 to 8: error diffusion onto the fixed 3-3-2 palette (a quarter of the
 //    error down, a half right, the rest dropped; blue rounded, red and green
-//    truncated [quirk]); a one-row image diffuses into a copy of its row.
+//    truncated [quirk: 332-rounding]); a one-row image diffuses into a copy of its
+//    row. Each output row is the first stride bytes of the working row, so
+//    its padding bytes carry what the working row held there [quirk:
+//    diffusion-padding].
 //    biClrUsed keeps the old header's value.
 //  - 4 to 8: one byte per nibble; biClrUsed 256, only the 16 old entries set,
-//    the other 240 zero [quirk].
+//    the other 240 zero [quirk: sparse-4-to-8-table].
 //  - Every other case goes through the display driver's colour reduction (see
 //    VellumReduceToPalette), giving a valid palette image of the target depth.
 VELLUM_API int ThConvertToNumBit(void*& bits, BITMAPINFO*& info, int target);
@@ -43,7 +46,7 @@ VELLUM_API int ThConvertToNumBit(void*& bits, BITMAPINFO*& info, int target);
 // (width x depth + 7) / 8 bytes are packed end to end into a block of the old
 // block's size (header unchanged). With expand set at 1 or 4 bits, one byte
 // per pixel (0/1 or 0..15) at 8 bits, biClrUsed 256; an odd 4-bit width gives
-// width + 2 bytes per row, rows end to end [quirk]. 0 for null pointers.
+// width + 2 bytes per row, rows end to end [quirk: odd-4-bit-row]. 0 for null pointers.
 VELLUM_API int ThConvertDIBToNoFillBytes(void*& bits, BITMAPINFO*& info, int expand);
 
 // Index of the table entry nearest to (red, green, blue) by the distance of
