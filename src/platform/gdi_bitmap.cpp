@@ -159,13 +159,19 @@ int Draw(DC& dc, const DibReader& dib, std::int64_t xDest, std::int64_t yDest, s
         const std::int64_t k = Nearest(j - dy0, dh, sh, flipY);
         const BYTE* row = dib.line(sy0 + sh - 1 - k);
         if (!row) continue;
+        std::uint32_t* drow = s.row(static_cast<int>(j));
+        const bool whole = identity && columns.front() >= 0 && columns.back() < dib.width;
+        if (whole && ((rop >> 16) & 0xFF) == 0xCC) {
+            // A plain copy decodes straight into the surface.
+            dib.decode(row, columns.front(), ix1 - ix0, drow + ix0);
+            continue;
+        }
         if (row != lastRow) {
             dib.decode(row, lo, hi - lo + 1, decoded.data());
             lastRow = row;
         }
-        std::uint32_t* drow = s.row(static_cast<int>(j));
         const std::uint32_t* prow = pat ? pat + 8 * (j & 7) : nullptr;
-        if (identity && columns.front() >= 0 && columns.back() < dib.width) {
+        if (whole) {
             RopSpan(drow + ix0, decoded.data() + (columns.front() - lo), prow, static_cast<int>(ix0),
                     static_cast<int>(ix1 - ix0), rop);
             continue;
