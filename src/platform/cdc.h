@@ -134,7 +134,8 @@ public:
     int GetDeviceCaps(int index) const { return ::GetDeviceCaps(m_hDC, index); }
 
     // As the class library: sets the background colour to `colour` and
-    // fills with it (the background colour stays changed).
+    // fills with it (the background colour stays changed)
+    // [quirk: fillsolidrect-bkcolor].
     void FillSolidRect(LPCRECT rect, COLORREF colour);
     void FillSolidRect(int x, int y, int width, int height, COLORREF colour);
     void FillRect(LPCRECT rect, CBrush* brush) {

@@ -15,12 +15,23 @@
 //  - Stock objects (GetStockObject) live for the whole process; DeleteObject
 //    on them succeeds and does nothing.
 //  - DeleteObject on a bitmap that is selected into a device context fails
-//    (FALSE). A brush or palette deleted while selected loses its handle at
-//    once and is released when the device context lets go of it.
+//    (FALSE) [quirk: selected-bitmap-delete]. A brush or palette deleted
+//    while selected loses its handle at once and is released when the device
+//    context lets go of it.
 //  - The virtual screen (GetDC(NULL)) is one process-wide surface of
 //    kVirtualScreenWidth x kVirtualScreenHeight pixels, initially black.
 //  - Sizes: a surface of more than 2^31 - 1 bytes (as in a 32-bit process)
 //    or with a side above 2^27 is refused; products are taken in 64 bits.
+//  - DIB sources (CreateDIBitmap, SetDIBitsToDevice, StretchDIBits): 1, 4, 8,
+//    16 (5-5-5), 24 and 32 bits, BI_RGB, bottom-up or top-down (negative
+//    height), DIB_RGB_COLORS; anything else fails. The colour table has
+//    biClrUsed entries (2^depth when 0 or larger); an index beyond it reads
+//    black. 16-bit channels widen to 8 bits by repeating their top bits
+//    (31 -> 255), as display drivers do; the fourth byte of 32-bit pixels is
+//    ignored. The bits block is trusted to hold the rows the header
+//    describes.
+//  - Stretching is always nearest pixel (COLORONCOLOR), whatever the stretch
+//    mode says; the modes are kept only to be read back.
 //
 // Colour reduction when a true-colour surface is read at 1, 4 or 8 bits is
 // the display driver's choice; ours (GetDIBits):
@@ -201,8 +212,9 @@ VELLUM_API long VellumGdiObjectCount();
 
 // ---- bitmaps ----
 // A bitmap in the device's format (32 bits), zero-filled (black). A width or
-// height of 0 gives a 1 x 1 monochrome bitmap, as the platform does. Null
-// for a bad device context, a negative size or an oversized surface.
+// height of 0 gives a 1 x 1 monochrome bitmap, as the platform does
+// [quirk: zero-size-mono]. Null for a bad device context, a negative size or
+// an oversized surface.
 VELLUM_API HBITMAP CreateCompatibleBitmap(HDC dc, int width, int height);
 // planes x bitsPerPixel of 1 makes a monochrome bitmap (bits: word-aligned
 // rows, most significant bit first, 1 = white); anything else a 32-bit one
