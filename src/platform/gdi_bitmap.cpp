@@ -111,7 +111,9 @@ struct DibReader {
 // Maps destination index i of [0, n) onto [0, m): the source pixel whose span
 // holds the destination pixel's centre, reversed when mirrored.
 inline std::int64_t Nearest(std::int64_t i, std::int64_t n, std::int64_t m, bool mirror) {
-    const std::int64_t k = (2 * i + 1) * m / (2 * n);
+    // i and m reach 2^32, so the product takes 128 bits.
+    __extension__ using Wide = __int128;
+    const auto k = static_cast<std::int64_t>((2 * Wide{i} + 1) * m / (2 * Wide{n}));
     return mirror ? m - 1 - k : k;
 }
 
@@ -129,16 +131,17 @@ int Draw(DC& dc, const DibReader& dib, std::int64_t xDest, std::int64_t yDest, s
     sw = std::abs(sw);
     sh = std::abs(sh);
     if (dw == 0 || dh == 0 || sw == 0 || sh == 0) return 0;
+    const int drawn = static_cast<int>(std::min<std::int64_t>(dh, INT32_MAX));
     std::uint32_t pattern[64];
     const std::uint32_t* pat = nullptr;
     if (RopUsesPattern(rop)) {
-        if (!ResolvePattern(dc, *dc.brush, pattern)) return static_cast<int>(dh);
+        if (!ResolvePattern(dc, *dc.brush, pattern)) return drawn;
         pat = pattern;
     }
     Surface& s = *dc.surface;
     const std::int64_t ix0 = std::max<std::int64_t>(dx0, 0), ix1 = std::min<std::int64_t>(dx0 + dw, s.width);
     const std::int64_t iy0 = std::max<std::int64_t>(dy0, 0), iy1 = std::min<std::int64_t>(dy0 + dh, s.height);
-    if (ix0 >= ix1 || iy0 >= iy1) return static_cast<int>(dh);
+    if (ix0 >= ix1 || iy0 >= iy1) return drawn;
     // Source column of each visible destination column, and the runs of
     // destination columns whose source is inside the DIB.
     std::vector<std::int64_t> columns(static_cast<std::size_t>(ix1 - ix0));
@@ -148,7 +151,7 @@ int Draw(DC& dc, const DibReader& dib, std::int64_t xDest, std::int64_t yDest, s
         columns[i - ix0] = c;
         if (c >= 0 && c < dib.width) lo = std::min(lo, c), hi = std::max(hi, c);
     }
-    if (hi < lo) return static_cast<int>(dh);
+    if (hi < lo) return drawn;
     const bool identity = !flipX && dw == sw;
     std::vector<std::uint32_t> decoded(static_cast<std::size_t>(hi - lo + 1));
     std::vector<std::uint32_t> line(static_cast<std::size_t>(ix1 - ix0));
@@ -191,7 +194,7 @@ int Draw(DC& dc, const DibReader& dib, std::int64_t xDest, std::int64_t yDest, s
             run = end;
         }
     }
-    return static_cast<int>(dh);
+    return drawn;
 }
 
 // The 3-3-2 grid, the 16 standard colours and the reductions of GetDIBits.
@@ -374,7 +377,8 @@ int StretchDIBits(HDC dc, int xDest, int yDest, int destWidth, int destHeight, i
     DibReader dib;
     if (!RopUsesSource(rop)) {
         if (!info) return 0;
-        return PatBlt(dc, xDest, yDest, destWidth, destHeight, rop) ? std::abs(destHeight) : 0;
+        if (!PatBlt(dc, xDest, yDest, destWidth, destHeight, rop)) return 0;
+        return static_cast<int>(std::min<std::int64_t>(std::abs(std::int64_t{destHeight}), INT32_MAX));
     }
     if (!dib.open(info, bits, usage)) return 0;
     if (destWidth == 0 || destHeight == 0 || srcWidth == 0 || srcHeight == 0) return 0;

@@ -117,6 +117,9 @@ using namespace vellum::gdi;
 
 namespace {
 
+// Products of a 33-bit offset and a 32-bit size.
+__extension__ using Wide = __int128;
+
 // Clips a width x height block at (x, y) in `dst` reading (xs, ys) in a
 // surface of sw x sh (or unbounded when sw < 0); false when nothing is left.
 bool ClipBlock(int& x, int& y, int& w, int& h, int& xs, int& ys, const Surface& dst, int sw,
@@ -210,7 +213,7 @@ BOOL StretchBlt(HDC dc, int x, int y, int width, int height, HDC src, int xSrc, 
     if (cx0 >= cx1 || cy0 >= cy1 || ix0 >= ix1 || iy0 >= iy1) return TRUE;
     std::vector<std::int64_t> columns(static_cast<std::size_t>(ix1 - ix0));
     for (std::int64_t i = ix0; i < ix1; ++i) {
-        std::int64_t k = ((i - dx0) * 2 + 1) * sw / (2 * dw);
+        std::int64_t k = static_cast<std::int64_t>((2 * Wide{i - dx0} + 1) * sw / (2 * Wide{dw}));
         if (flipX) k = sw - 1 - k;
         columns[static_cast<std::size_t>(i - ix0)] = sx0 + k;
     }
@@ -222,7 +225,7 @@ BOOL StretchBlt(HDC dc, int x, int y, int width, int height, HDC src, int xSrc, 
                     sizeof(std::uint32_t) * static_cast<std::size_t>(cx1 - cx0));
     }
     for (std::int64_t j = iy0; j < iy1; ++j) {
-        std::int64_t k = ((j - dy0) * 2 + 1) * shh / (2 * dh);
+        std::int64_t k = static_cast<std::int64_t>((2 * Wide{j - dy0} + 1) * shh / (2 * Wide{dh}));
         if (flipY) k = shh - 1 - k;
         const std::int64_t sr = sy0 + k;
         if (sr < cy0 || sr >= cy1) continue;

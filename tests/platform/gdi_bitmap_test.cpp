@@ -2,6 +2,7 @@
 // mappings and CreateDIBitmap.
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cstring>
 #include <random>
 #include <vector>
@@ -318,6 +319,28 @@ TEST(StretchDIBits, SourceRectangleFromTheBottomAndRasterOperations) {
     d.h().biWidth = 0;
     EXPECT_EQ(StretchDIBits(e.dc, 0, 0, 1, 4, 0, 0, 1, 4, d.bits.data(), d.info(),
                             DIB_RGB_COLORS, SRCCOPY), 0);
+}
+
+TEST(StretchDIBits, ExtremeRectanglesStaySafe) {
+    Dib d(3, 2, 24);
+    std::fill(d.bits.begin(), d.bits.end(), 0x80);
+    Canvas c(4, 4, RGB(1, 1, 1));
+    const int lo = INT32_MIN, hi = INT32_MAX;
+    const int cases[][8] = {{lo, 0, hi, 4, 0, 0, 3, 2},   {hi, hi, lo + 1, lo + 1, 0, 0, 3, 2},
+                            {0, 0, 4, 4, lo, lo, hi, hi}, {0, 0, 4, 4, hi, 0, lo, 2},
+                            {-2, -2, lo, hi, 0, 0, 3, 2}, {0, 0, hi, hi, 0, 0, 3, 2}};
+    for (const auto& k : cases) {
+        StretchDIBits(c.dc, k[0], k[1], k[2], k[3], k[4], k[5], k[6], k[7], d.bits.data(), d.info(),
+                      DIB_RGB_COLORS, SRCCOPY);
+        StretchDIBits(c.dc, k[0], k[1], k[2], k[3], k[4], k[5], k[6], k[7], d.bits.data(), d.info(),
+                      DIB_RGB_COLORS, PATINVERT);
+        StretchBlt(c.dc, k[0], k[1], k[2], k[3], c.dc, k[4], k[5], k[6], k[7], SRCCOPY);
+        BitBlt(c.dc, k[0], k[1], k[2], k[3], c.dc, k[4], k[5], SRCCOPY);
+    }
+    // A huge stretch still maps the visible corner to the DIB's first pixel.
+    ASSERT_EQ(StretchDIBits(c.dc, 0, 0, hi, hi, 0, 0, 3, 2, d.bits.data(), d.info(),
+                            DIB_RGB_COLORS, SRCCOPY), hi);
+    EXPECT_EQ(c.At(0, 0), RGB(0x80, 0x80, 0x80));
 }
 
 TEST(CreateDIBitmap, RoundTripsThroughGetDIBits) {
