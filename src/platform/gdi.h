@@ -211,7 +211,11 @@ VELLUM_API HDC VellumCreateHostDC(void* pixels, int width, int height, int strid
 VELLUM_API long VellumGdiObjectCount();
 
 // ---- bitmaps ----
-// A bitmap in the device's format (32 bits), zero-filled (black). A width or
+// A bitmap in the device's format (32 bits), zero-filled (black), whatever
+// bitmap the context holds: every context here is true-colour, including a
+// fresh memory context (the platform would answer a monochrome bitmap for
+// one that still holds its stock 1 x 1 bitmap; nothing in the library or a
+// host painting into a window wants that). A width or
 // height of 0 gives a 1 x 1 monochrome bitmap, as the platform does
 // [quirk: zero-size-mono]. Null for a bad device context, a negative size or
 // an oversized surface.
