@@ -4,6 +4,7 @@
 
 #include "dib/bmp.h"
 #include "dib/convert.h"
+#include "dib/ddb.h"
 #include "dib/dib.h"
 #include "dib/flat.h"
 #include "filedib/file_dib.h"

@@ -38,8 +38,11 @@ VELLUM_API int ThConvertTo24Bit(void*& bits, BITMAPINFO*& info);
 //    biClrUsed keeps the old header's value.
 //  - 4 to 8: one byte per nibble; biClrUsed 256, only the 16 old entries set,
 //    the other 240 zero [quirk: sparse-4-to-8-table].
-//  - Every other case goes through the display driver's colour reduction (see
-//    VellumReduceToPalette), giving a valid palette image of the target depth.
+//  - Every other case (targets 1 and 4, and 8 from 1, 16 or 32 bits) goes
+//    through the display driver: ThDIBToBitmap, then ThBitmapToDIB at the
+//    target depth with no palette, then the device bitmap is deleted; the
+//    result and the pair afterwards are ThBitmapToDIB's (dib/ddb.h), the
+//    colours the driver's reduction (platform/gdi.h).
 VELLUM_API int ThConvertToNumBit(void*& bits, BITMAPINFO*& info, int target);
 
 // Strips row padding. With expand 0, or at 8 bits and above, each row's
@@ -54,13 +57,3 @@ VELLUM_API int ThConvertDIBToNoFillBytes(void*& bits, BITMAPINFO*& info, int exp
 // blue-major]; the first of equals wins. A 2-entry table answers 0 or 255, a
 // 16-entry table index x 17. -1 for a null or 24-bit header.
 VELLUM_API int ThCalColorIndex(BITMAPINFO* info, long red, long green, long blue);
-
-// The colour reduction a display driver applies when a true-colour or 1-bit
-// image is read back at 1, 4 or 8 bits; used by ThConvertToNumBit for the
-// cases the fixed-palette paths do not cover. The choice, made here once:
-//  - 1 bit: black and white by luminance (30 R + 59 G + 11 B) / 100 >= 128.
-//  - 4 bits: nearest of the 16 standard colours (squared RGB distance).
-//  - 8 bits: nearest entry of a 256-entry halftone palette (the 3-3-2 palette).
-// Input depths 1, 4, 8, 16, 24 and 32; the result replaces the pair with a new
-// 1064-byte header block. Returns 1, or 0 on bad input or failed allocation.
-VELLUM_API int VellumReduceToPalette(void*& bits, BITMAPINFO*& info, int target);
