@@ -12,20 +12,22 @@
 
 namespace {
 
-// Exact floor(s / d) for 0 <= s < 2^31 and 1 <= d < 2^31 by one multiply:
-// with l = ceil(log2 d) and m = ceil(2^(31 + l) / d), m x d - 2^(31 + l) < d
-// <= 2^l, which makes the quotient exact over 31-bit numerators; s x m stays
-// below 2^64.
+// Exact floor(s / d) for 0 <= s < 2^30 and 1 <= d < 2^30 by one 32 x 32-bit
+// multiply: with l = ceil(log2 d) and m = ceil(2^(30 + l) / d),
+// m x d - 2^(30 + l) < d <= 2^l, which makes the quotient exact over 30-bit
+// numerators, and m < 2^31 + 1 fits 32 bits.
 struct Divider {
-    std::uint64_t m = 1;
+    std::uint32_t m = 1;
     int shift = 0;
     explicit Divider(std::uint64_t d) {
         int l = 0;
         while ((std::uint64_t{1} << l) < d) ++l;
-        shift = 31 + l;
-        m = ((std::uint64_t{1} << shift) + d - 1) / d;
+        shift = 30 + l;
+        m = static_cast<std::uint32_t>(((std::uint64_t{1} << shift) + d - 1) / d);
     }
-    std::uint64_t operator()(std::uint64_t s) const { return (s * m) >> shift; }
+    std::uint32_t operator()(std::uint32_t s) const {
+        return static_cast<std::uint32_t>((std::uint64_t{s} * m) >> shift);
+    }
 };
 
 struct PlainDivider {
@@ -33,22 +35,96 @@ struct PlainDivider {
     std::uint64_t operator()(std::uint64_t s) const { return s / d; }
 };
 
-template <typename Sum, typename Div>
-void BoxRows(const BYTE* src, BYTE* out, std::int64_t width, std::int64_t height,
-             std::int64_t stride, std::int64_t radius, Div div) {
+// Column sums of the window rows, kept running from row to row.
+template <typename Sum>
+struct ColumnSums {
+    std::vector<Sum> col;
+    const BYTE* src;
+    std::int64_t stride, height, radius, rowBytes;
+
+    ColumnSums(const BYTE* s, std::int64_t w, std::int64_t h, std::int64_t st, std::int64_t r)
+        : col(static_cast<std::size_t>(3 * w), 0), src(s), stride(st), height(h), radius(r),
+          rowBytes(3 * w) {
+        for (std::int64_t y = 0; y <= std::min(radius, height - 1); ++y) add(src + y * stride);
+    }
+    void add(const BYTE* row) {
+        Sum* c = col.data();
+        for (std::int64_t i = 0; i < rowBytes; ++i) c[i] += row[i];
+    }
+    void addSub(const BYTE* in, const BYTE* out) {
+        Sum* c = col.data();
+        for (std::int64_t i = 0; i < rowBytes; ++i) c[i] = c[i] + in[i] - out[i];
+    }
+    void sub(const BYTE* row) {
+        Sum* c = col.data();
+        for (std::int64_t i = 0; i < rowBytes; ++i) c[i] -= row[i];
+    }
+    // From the window of row y to that of row y + 1.
+    void advance(std::int64_t y) {
+        const std::int64_t in = y + radius + 1, out = y - radius;
+        if (in < height && out >= 0) {
+            addSub(src + in * stride, src + out * stride);
+        } else if (in < height) {
+            add(src + in * stride);
+        } else if (out >= 0) {
+            sub(src + out * stride);
+        }
+    }
+};
+
+// Window sums below 2^30: each row's column sums are turned into a prefix
+// sum (32-bit, wrapping; differences of it are exact since every window sum
+// fits), and the interior of the row, where the window is not cut, becomes a
+// straight loop of a subtraction and a multiply.
+#if defined(__x86_64__) && defined(__GNUC__)
+__attribute__((target_clones("avx2", "default")))
+#endif
+void BoxRowsFast(const BYTE* src, BYTE* out, std::int64_t width, std::int64_t height,
+                 std::int64_t stride, std::int64_t radius, Divider div) {
+    ColumnSums<std::uint32_t> sums(src, width, height, stride, radius);
     const std::int64_t rowBytes = 3 * width;
-    std::vector<Sum> col(static_cast<std::size_t>(rowBytes), 0);
-    auto addRow = [&](std::int64_t y) {
-        const BYTE* row = src + y * stride;
-        for (std::int64_t i = 0; i < rowBytes; ++i) col[i] += row[i];
-    };
-    auto subRow = [&](std::int64_t y) {
-        const BYTE* row = src + y * stride;
-        for (std::int64_t i = 0; i < rowBytes; ++i) col[i] -= row[i];
-    };
-    for (std::int64_t y = 0; y <= std::min(radius, height - 1); ++y) addRow(y);
+    std::vector<std::uint32_t> prefix(static_cast<std::size_t>(rowBytes + 3), 0);
+    std::uint32_t* p = prefix.data();
+    // Byte i = 3x + c: window columns lo(x) .. hi(x), sum = p[3 (hi + 1) + c] - p[3 lo + c].
+    const std::int64_t firstFull = std::min(radius, width);             // x - radius >= 0
+    const std::int64_t lastFull = std::max<std::int64_t>(width - 1 - radius, firstFull - 1);
+    for (std::int64_t y = 0; y < height; ++y) {
+        const std::uint32_t* c = sums.col.data();
+        // Three running totals, one per channel (a loop over p[i + 3] = p[i] +
+        // c[i] gets vectorised into a store-forwarding stall).
+        std::uint32_t t0 = 0, t1 = 0, t2 = 0;
+        for (std::int64_t x = 0; x < width; ++x) {
+            p[3 * x + 3] = t0 += c[3 * x];
+            p[3 * x + 4] = t1 += c[3 * x + 1];
+            p[3 * x + 5] = t2 += c[3 * x + 2];
+        }
+        BYTE* o = out + y * stride;
+        auto edge = [&](std::int64_t x) {
+            const std::int64_t lo = std::max<std::int64_t>(x - radius, 0);
+            const std::int64_t hi = std::min(x + radius, width - 1);
+            for (int ch = 0; ch < 3; ++ch) {
+                o[3 * x + ch] = static_cast<BYTE>(div(p[3 * (hi + 1) + ch] - p[3 * lo + ch]));
+            }
+        };
+        for (std::int64_t x = 0; x < std::min(firstFull, width); ++x) edge(x);
+        const std::int64_t begin = 3 * firstFull, end = 3 * (lastFull + 1);
+        const std::int64_t ahead = 3 * (radius + 1), behind = 3 * radius;
+        for (std::int64_t i = begin; i < end; ++i) {
+            o[i] = static_cast<BYTE>(div(p[i + ahead] - p[i - behind]));
+        }
+        for (std::int64_t x = std::max(lastFull + 1, firstFull); x < width; ++x) edge(x);
+        sums.advance(y);
+    }
+}
+
+// Any window sum: 64-bit running sums along the row and a plain division.
+template <typename Sum>
+void BoxRows(const BYTE* src, BYTE* out, std::int64_t width, std::int64_t height,
+             std::int64_t stride, std::int64_t radius, PlainDivider div) {
+    ColumnSums<Sum> sums(src, width, height, stride, radius);
     const std::int64_t reach = std::min(radius, width - 1);
     for (std::int64_t y = 0; y < height; ++y) {
+        const Sum* col = sums.col.data();
         BYTE* o = out + y * stride;
         std::uint64_t s0 = 0, s1 = 0, s2 = 0;
         for (std::int64_t j = 0; j <= reach; ++j) {
@@ -72,8 +148,7 @@ void BoxRows(const BYTE* src, BYTE* out, std::int64_t width, std::int64_t height
                 s2 -= col[3 * gone + 2];
             }
         }
-        if (y + radius + 1 < height) addRow(y + radius + 1);
-        if (y - radius >= 0) subRow(y - radius);
+        sums.advance(y);
     }
 }
 
@@ -96,8 +171,8 @@ int ThDoShadowBlur(void*& bits, BITMAPINFO*& info, int radius) {
     // The window never holds more than these many rows' worth of one column.
     const bool narrowColumns = std::min(span, height) * 255 < (std::int64_t{1} << 32);
     if (area <= maxSum) {  // otherwise every quotient is 0, as the block already is
-        if (maxSum < (std::uint64_t{1} << 31)) {
-            BoxRows<std::uint32_t>(src, out, width, height, stride, radius, Divider(area));
+        if (maxSum < (std::uint64_t{1} << 30)) {
+            BoxRowsFast(src, out, width, height, stride, radius, Divider(area));
         } else if (narrowColumns) {
             BoxRows<std::uint32_t>(src, out, width, height, stride, radius, PlainDivider{area});
         } else {

@@ -72,6 +72,40 @@ TEST(ThDoShadowBlur, RunningSumsEqualTheDirectWindowSum) {
     for (BYTE b : p.bytes()) EXPECT_EQ(b, 0);
 }
 
+TEST(ThDoShadowBlur, LargeWindowSumsTakeTheWidePath) {
+    // Window sums reaching 2^30 leave the 32-bit path; checked against a
+    // summed-area table.
+    const int w = 2100, h = 2048, radius = 1100;
+    Pair p;
+    Make(p, w, h, 24);
+    std::mt19937 rng(9);
+    for (int y = 0; y < h; ++y) {
+        for (int i = 0; i < 3 * w; ++i) p.row(y)[i] = BYTE(128 + rng() % 128);
+    }
+    const std::int64_t stride = VellumDibStride(24, w);
+    std::vector<std::int64_t> sat(size_t(w + 1) * (h + 1) * 3, 0);
+    auto at = [&](int x, int y, int c) -> std::int64_t& { return sat[(size_t(y) * (w + 1) + x) * 3 + c]; };
+    for (int y = 0; y < h; ++y) {
+        for (int x = 0; x < w; ++x) {
+            for (int c = 0; c < 3; ++c) {
+                at(x + 1, y + 1, c) = p.row(y)[3 * x + c] + at(x, y + 1, c) + at(x + 1, y, c) - at(x, y, c);
+            }
+        }
+    }
+    const std::int64_t area = std::int64_t(2 * radius + 1) * (2 * radius + 1);
+    ASSERT_EQ(ThDoShadowBlur(p.bits, p.info, radius), 1);
+    for (int y = 0; y < h; y += 7) {
+        for (int x = 0; x < w; x += 5) {
+            const int x0 = std::max(x - radius, 0), x1 = std::min(x + radius, w - 1) + 1;
+            const int y0 = std::max(y - radius, 0), y1 = std::min(y + radius, h - 1) + 1;
+            for (int c = 0; c < 3; ++c) {
+                const std::int64_t sum = at(x1, y1, c) - at(x0, y1, c) - at(x1, y0, c) + at(x0, y0, c);
+                ASSERT_EQ(static_cast<BYTE*>(p.bits)[y * stride + 3 * x + c], sum / area) << x << "," << y;
+            }
+        }
+    }
+}
+
 void Fill(Pair& p, BYTE v) {
     for (int y = 0; y < p.h().biHeight; ++y) {
         std::fill(p.row(y), p.row(y) + 3 * p.h().biWidth, v);
