@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <cstdint>
+#include <random>
 #include <vector>
 
 #include "dib/bmp.h"
@@ -385,6 +386,36 @@ TEST(ThConvertTo8BitGray, EveryDepth) {
     ThConvertTo8BitGray(p.bits, p.info);
     EXPECT_EQ(p.h().biBitCount, 8);
     for (BYTE b : p.bytes()) EXPECT_EQ(b, 0);
+}
+
+TEST(ThConvertTo8BitGray, GreyLevelOfEveryPixelOfARandomPicture) {
+    std::mt19937 rng(100);
+    Pair p, q;
+    Make(p, 257, 33, 24);
+    Make(q, 257, 33, 24);
+    for (int y = 0; y < 33; ++y) {
+        for (int x = 0; x < 257; ++x) {
+            const BYTE b = BYTE(rng()), g = BYTE(rng()), r = BYTE(rng());
+            SetBgr(p, x, y, b, g, r);
+            SetBgr(q, x, y, b, g, r);
+        }
+    }
+    SetBgr(p, 0, 0, 255, 255, 255);
+    SetBgr(q, 0, 0, 255, 255, 255);
+    std::vector<BYTE> want;
+    for (int y = 0; y < 33; ++y) {
+        for (int x = 0; x < 257; ++x) want.push_back(Grey(p.row(y)[3 * x], p.row(y)[3 * x + 1], p.row(y)[3 * x + 2]));
+    }
+    ThConvertTo8BitGray(p.bits, p.info);
+    ThConvertToBW(q.bits, q.info, 127);
+    for (int y = 0; y < 33; ++y) {
+        for (int x = 0; x < 257; ++x) {
+            const BYTE g = want[size_t(y * 257 + x)];
+            ASSERT_EQ(p.row(y)[x], g) << x << "," << y;
+            ASSERT_EQ((q.row(y)[x >> 3] >> (7 - (x & 7))) & 1, g > 127 ? 1 : 0) << x << "," << y;
+        }
+        ASSERT_EQ(p.row(y)[257], 0);  // padding
+    }
 }
 
 TEST(ThConvertTo8BitGray, FileToFile) {
