@@ -361,8 +361,9 @@ int ThSpiral(void*& bits, BITMAPINFO*& info, double angle, unsigned char backgro
             sines[ax] = std::sin(theta);
             cosines[ax] = std::cos(theta);
         }
-        for (const std::int64_t y : {ay, -ay}) {
-            if (y < yFirst || y > yLast || (y == -ay && ay == 0)) continue;
+        for (int side = 0; side < (ay == 0 ? 1 : 2); ++side) {
+            const std::int64_t y = side ? -ay : ay;
+            if (y < yFirst || y > yLast) continue;
             BYTE* dst = out + (y + cy) * f.stride;
             const double dy = static_cast<double>(y);
             for (std::int64_t x = xFirst; x <= xLast; ++x) {
