@@ -11,7 +11,9 @@
 //    row of the picture, and centres given as fractions of the height count
 //    from the bottom.
 //  - Degrees become radians through the single-precision factor 0.017453292
-//    (taken as the float value 0.01745329238474369); a full cycle is
+//    (taken as the float value 0.01745329238474369, slightly below pi / 180,
+//    so a twist at phase 90 shifts by A - 1 [quirk: float-degree-factor]);
+//    a full cycle is
 //    6.2831854820251465. Interpolated results use 10-bit fractions
 //    (1.0 = 1024) obtained by truncation and a truncating right shift.
 //  - Where a result block is filled with a background byte, the row padding
@@ -50,7 +52,9 @@ VELLUM_API int ThWave(void*& bits, BITMAPINFO*& info, long phase, double cycles,
 // outer two rows and columns keep the source pixels. Fails (0) without any
 // change when a pointer is null or a centre fraction lies outside 0..1
 // (before the depth conversion). k = waves x pi / width uses pi as the float
-// 3.1415927.
+// 3.1415927. Sampling positions at or below 2.0 become 1.5 and those at or
+// above size - 3 become size - 2.5, so even at amplitude 0 columns and rows 2
+// and size - 3 are half blends of their neighbours [quirk: drop-edge-clamp].
 VELLUM_API int ThDrop(void*& bits, BITMAPINFO*& info, double centreX, double centreY, long phase,
                       long waves, long amplitude);
 
