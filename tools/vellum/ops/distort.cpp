@@ -59,7 +59,7 @@ const Registrar registrar{
      .options = {Opt::number("x", "Centre, fraction of the width", 0.5, 0, 1),
                  Opt::number("y", "Centre, fraction of the height from the bottom", 0.5, 0, 1),
                  Opt::integer("waves", "Half waves across the width", 20, 0, 1000),
-                 Opt::integer("amplitude", "Strength of the ripples", 25, 0, 10000),
+                 Opt::integer("amplitude", "Strength of the ripples", 8, 0, 10000),
                  Opt::integer("phase", "Phase in degrees", 0, -36000, 36000)},
      .transform =
          [](const Args& a, Image& im) {
