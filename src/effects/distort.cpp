@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <vector>
@@ -181,26 +182,50 @@ int ThDrop(void*& bits, BITMAPINFO*& info, double centreX, double centreY, long 
     const double phi = static_cast<double>(phase) * kDegreeFactor;
     const double w = static_cast<double>(f.width), hgt = static_cast<double>(f.height);
 
-    for (std::int64_t y = 2; y <= f.height - 3; ++y) {
-        BYTE* dst = out + y * f.stride;
-        const double dy = static_cast<double>(y - cy);
-        for (std::int64_t x = 2; x <= f.width - 3; ++x) {
-            const double dx = static_cast<double>(x - cx);
-            const double d = std::sqrt(dx * dx + dy * dy);
-            const double m = std::sin(d * k + phi) * a / (d + 50.0);
-            double sy = static_cast<double>(y) + dy * m;
-            double sx = static_cast<double>(x) + dx * m;
-            if (sy <= 2.0) {
-                sy = 1.5;
-            } else if (sy >= hgt - 3.0) {
-                sy = hgt - 2.5;
+    // m depends on dx^2 + dy^2 only: one sine per (|dx|, |dy|), shared by
+    // the pixels mirrored about the centre's row and column.
+    const std::int64_t x0 = 2, x1 = f.width - 3, y0 = 2, y1 = f.height - 3;
+    if (y1 < y0 || x1 < x0) {
+        CommitBits(bits, out);
+        return 1;
+    }
+    const std::int64_t maxAdx = std::max(std::abs(x0 - cx), std::abs(x1 - cx));
+    const std::int64_t maxAdy = std::max(std::abs(y0 - cy), std::abs(y1 - cy));
+    std::vector<double> ripple(static_cast<std::size_t>(maxAdx + 1));
+    for (std::int64_t ady = 0; ady <= maxAdy; ++ady) {
+        const std::int64_t rows[2] = {cy + ady, cy - ady};
+        const int count = ady == 0 ? 1 : 2;
+        bool any = false;
+        for (int i = 0; i < count; ++i) any |= rows[i] >= y0 && rows[i] <= y1;
+        if (!any) continue;
+        const double fdy = static_cast<double>(ady);
+        for (std::int64_t adx = 0; adx <= maxAdx; ++adx) {
+            const double fdx = static_cast<double>(adx);
+            const double d = std::sqrt(fdx * fdx + fdy * fdy);
+            ripple[adx] = std::sin(d * k + phi) * a / (d + 50.0);
+        }
+        for (int i = 0; i < count; ++i) {
+            const std::int64_t y = rows[i];
+            if (y < y0 || y > y1) continue;
+            BYTE* dst = out + y * f.stride;
+            const double dy = static_cast<double>(y - cy);
+            for (std::int64_t x = x0; x <= x1; ++x) {
+                const double dx = static_cast<double>(x - cx);
+                const double m = ripple[x < cx ? cx - x : x - cx];
+                double sy = static_cast<double>(y) + dy * m;
+                double sx = static_cast<double>(x) + dx * m;
+                if (sy <= 2.0) {
+                    sy = 1.5;
+                } else if (sy >= hgt - 3.0) {
+                    sy = hgt - 2.5;
+                }
+                if (sx <= 2.0) {
+                    sx = 1.5;
+                } else if (sx >= w - 3.0) {
+                    sx = w - 2.5;
+                }
+                Sample(f, sx, sy, dst + 3 * x);
             }
-            if (sx <= 2.0) {
-                sx = 1.5;
-            } else if (sx >= w - 3.0) {
-                sx = w - 2.5;
-            }
-            Sample(f, sx, sy, dst + 3 * x);
         }
     }
     CommitBits(bits, out);
