@@ -135,6 +135,11 @@ TEST(Solarize, ThresholdBoundariesAndRows) {
         EXPECT_EQ(p.row(3)[b], c == 0 ? 0 : 255 - c);
     }
 
+    // A negative percent gives a negative threshold: every byte, 0 included.
+    MakePattern(p, 5, 5);
+    ASSERT_EQ(ThSolarize(p.bits, p.info, -1.0f), 1);
+    for (int b = 0; b < 15; ++b) EXPECT_EQ(p.row(0)[b], 255 - q.row(0)[b]);
+
     Make(p, 2, 2, 8);
     p.row(0)[0] = 200;
     ASSERT_EQ(ThSolarize(p.bits, p.info, 50.0f), 1);
