@@ -1,134 +1,114 @@
-// Runs the filter and tone operations on small arbitrary pictures, so that
-// any read or write outside a block is caught by the sanitizers.
-//
-// Input: byte 0 width - 1 and byte 1 height - 1 (both mod 40), byte 2 the
-// depth (1, 4, 8 or 24 by bits 0-1) and the operation (bits 2-7), bytes 3..10
-// parameters, the rest the pixel bytes and colour table (repeated to fill).
-//
-// Besides the sanitizers: filters and blurs leave a 24-bit picture of the
-// same size; ThGetMaskRect's rectangles have equal sizes and lie inside both
-// pictures; grey conversions leave 8 bits, black and white 1 bit.
+// Runs one distortion, noise, histogram or artistic effect on a small DIB
+// pair built from the input: byte 0 picks the operation, bytes 1..3 the
+// width, height (1..32) and depth (1, 4, 8, 16, 24 or 32), the next eight
+// bytes the operation's parameters, and the rest fill the colour table and
+// pixels. Afterwards the pair must be whole: both blocks present and the bits
+// block holding every row the header describes (its last byte is read, so
+// the sanitizer sees a short block). Anything else aborts.
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 #include "dib/dib.h"
-#include "effects/blur.h"
-#include "effects/filter.h"
-#include "effects/tone.h"
-#include "effects/tone_tables.h"
+#include "effects/artistic.h"
+#include "effects/distort.h"
+#include "effects/histogram.h"
+#include "effects/noise.h"
+#include "platform/global_memory.h"
 
 namespace {
 
-void check(bool ok, const char* what) {
-    if (!ok) {
-        std::fprintf(stderr, "effects_fuzzer: %s\n", what);
-        std::abort();
-    }
-}
-
-struct Pair {
-    void* bits = nullptr;
-    BITMAPINFO* info = nullptr;
-    ~Pair() {
-        GlobalFree(bits);
-        VellumDeleteHeader(info);
-    }
+struct Reader {
+    const std::uint8_t* data;
+    std::size_t size;
+    std::size_t at = 0;
+    int byte() { return at < size ? data[at++] : 0; }
+    int s8() { return static_cast<std::int8_t>(byte()); }
 };
 
-// A picture whose pixel block is exactly stride x height bytes.
-void Make(Pair& p, int width, int height, int depth, const std::uint8_t* data, std::size_t size) {
-    const int entries = depth <= 8 ? 1 << depth : 0;
-    p.info = VellumNewHeader(40 + 4 * std::size_t(entries));
-    BITMAPINFOHEADER& h = p.info->bmiHeader;
-    h.biSize = 40;
-    h.biWidth = width;
-    h.biHeight = height;
-    h.biPlanes = 1;
-    h.biBitCount = WORD(depth);
-    h.biSizeImage = DWORD(VellumDibImageSize(h));
-    p.bits = GlobalAlloc(GPTR, h.biSizeImage);
-    auto* b = static_cast<BYTE*>(p.bits);
-    std::size_t k = 0;
-    for (DWORD i = 0; i < h.biSizeImage && size; ++i) b[i] = data[k++ % size];
-    auto* t = reinterpret_cast<BYTE*>(VellumColorTable(p.info));
-    for (int i = 0; i < 4 * entries && size; ++i) t[i] = data[k++ % size];
+void check(bool ok) {
+    if (!ok) std::abort();
 }
-
-int Int(const std::uint8_t* p) { return int(std::int8_t(p[0])) * 256 + p[1]; }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    if (size < 11) return 0;
-    const int width = 1 + data[0] % 40, height = 1 + data[1] % 40;
-    static const int kDepths[4] = {1, 4, 8, 24};
-    const int depth = kDepths[data[2] & 3];
-    const int op = (data[2] >> 2) % 12;
-    const std::uint8_t* param = data + 3;
-    Pair p;
-    Make(p, width, height, depth, data + 11, size - 11);
-    const unsigned long colour = unsigned(param[0]) | unsigned(param[1]) << 8 | unsigned(param[2]) << 16;
+    Reader in{data, size};
+    const int op = in.byte() % 30;
+    const int width = in.byte() % 32 + 1;
+    const int height = in.byte() % 32 + 1;
+    static const int kDepths[6] = {1, 4, 8, 16, 24, 32};
+    const int depth = kDepths[in.byte() % 6];
+    int p[8];
+    for (int& v : p) v = in.s8();
+
+    BITMAPINFO* info = VellumNewHeader(kFullHeaderBytes);
+    BITMAPINFOHEADER& h = info->bmiHeader;
+    h.biSize = 40;
+    h.biWidth = width;
+    h.biHeight = height;
+    h.biPlanes = 1;
+    h.biBitCount = static_cast<WORD>(depth);
+    h.biSizeImage = static_cast<DWORD>(VellumDibImageSize(h));
+    if (depth <= 8) h.biClrUsed = static_cast<DWORD>(in.byte() % 2 ? 0 : 1 << depth);
+    auto* table = reinterpret_cast<std::uint8_t*>(VellumColorTable(info));
+    for (int i = 0; i < 4 * 256 && depth <= 8; ++i) table[i] = static_cast<std::uint8_t>(in.byte());
+    void* bits = GlobalAllocChecked(GPTR, h.biSizeImage);
+    auto* b = static_cast<std::uint8_t*>(bits);
+    for (DWORD i = 0; i < h.biSizeImage; ++i) b[i] = static_cast<std::uint8_t>(in.byte());
+
+    unsigned histogram[256];
+    unsigned char r8, g8, b8;
+    double hh, ss, ll;
+    RECT seg{p[0] & 31, p[1] & 31, p[2] & 31, p[3] & 31};
     switch (op) {
-        case 0:
-        case 1: {
-            const int kind = 1 + param[3] % 16;
-            const int strength = kind <= 2 ? param[4] % 5 : Int(param + 4);
-            check(ThDoFilter(p.bits, p.info, kind, strength) == 1, "filter refused");
+        case 0: ThTwist(bits, info, p[0] * 7, p[1] / 8.0, p[2], p[3] & 1, 9); break;
+        case 1: ThWave(bits, info, p[0] * 7, p[1] / 8.0, p[2], p[3] & 1, 9); break;
+        case 2: ThDrop(bits, info, (p[0] & 127) / 100.0, (p[1] & 127) / 100.0, p[2], p[3], p[4] * 1000); break;
+        case 3: ThLensEffect(bits, info, p[0], p[1] & 1, 0); break;
+        case 4: ThRotate3D(bits, info, p[0] * 3.0, p[1] * 10, p[2] & 1, 9); break;
+        case 5: ThSpiral(bits, info, p[0] * 11.0, 9); break;
+        case 6: ThNegateImage(bits, info, p[0] & 1); break;
+        case 7: ThAddNoise(bits, info, static_cast<unsigned>(p[0]) % 7); break;
+        case 8: ThGenerateNoise(bits, info, static_cast<short>(p[0]), p[1] * 3); break;
+        case 9: ThFormHistogram(bits, info, histogram); break;
+        case 10: ThEqualizeImage(bits, info); break;
+        case 11: ThDespeckleImage(bits, info); break;
+        case 12: ThRollImage(bits, info, p[0] * 9, p[1] * 9); break;
+        case 13: ThReduceNoiseImage(bits, info); break;
+        case 14:
+            ThHSLTransform(p[0] / 50.0, p[1] / 50.0, p[2] / 50.0, &r8, &g8, &b8);
+            ThTransformHSL(static_cast<BYTE>(p[0]), static_cast<BYTE>(p[1]), static_cast<BYTE>(p[2]), &hh,
+                           &ss, &ll);
+            break;
+        case 15: ThCharCoal(bits, info); break;
+        case 16: ThSpreadImage(bits, info, static_cast<unsigned>(p[0] & 0xFF)); break;
+        case 17: ThImplodeImage(bits, info, 1.0, 0, 0, 0); break;
+        case 18: ThPlasmaPixel(static_cast<BYTE>(p[0]), p[1] * 1e8); break;
+        case 19: ThGriddingPixel(bits, info, p[0], p[1], p[2], p[3], p[4], p[5], p[6]); break;
+        case 20: ThPlasmaPixels(bits, info, &seg, p[4]); break;
+        case 21: ThPlasmaImage(bits, info, &seg, p[4], p[5], p[6] & 7); break;
+        case 22: ThPlasma(bits, info, p[0] * 4, p[1]); break;
+        case 23: ThOilPaintImage(bits, info, static_cast<unsigned>(p[0] & 15)); break;
+        case 24: ThIntensity(info, static_cast<BYTE>(p[0])); break;
+        case 25: ThSolarize(bits, info, static_cast<float>(p[0])); break;
+        case 26: ThShade(bits, info, p[0] & 1, p[1] * 3.0, p[2]); break;
+        case 27: ThNormalize(bits, info); break;
+        case 28: ThWave(bits, info, 0, 1e300 * p[0], 100, p[1] & 1, 0); break;
+        default: {
+            BYTE f[36 * 36] = {}, g[36 * 36] = {};
+            std::memcpy(f, data, size < sizeof f ? size : sizeof f);
+            ThHull(p[0] % 3, p[1] % 3, p[2], static_cast<unsigned>(width), static_cast<unsigned>(height), f, g);
             break;
         }
-        case 2:
-            check(ThDoShadowBlur(p.bits, p.info, 1 + param[3] % 50) == 1, "blur refused");
-            break;
-        case 3:
-            ThFuzzy(p.bits, p.info, colour, Int(param + 3), param[5] % 8);
-            break;
-        case 4: {
-            BYTE r[256], g[256], b[256];
-            if (vellum::GammaTables(param[3] % 102, param[4] % 102, param[5] % 102, r, g, b)) {
-                check(ThCurve(p.bits, p.info, r, g, b) == 1, "curve refused");
-            }
-            return 0;
-        }
-        case 5:
-            ThColorMask(p.bits, p.info, colour, Int(param + 3), param[5] % 8);
-            return 0;
-        case 6: {
-            Pair mask;
-            const int mw = 1 + param[3] % 40, mh = 1 + param[4] % 40;
-            Make(mask, mw, mh, kDepths[param[5] & 3], data + 11, size - 11);
-            const CPoint at(Int(param + 6) % 60, std::int8_t(param[7]) % 60);
-            const CRect part(param[5] >> 4, param[6] >> 4, param[5] % 45, param[7] % 45);
-            CRect ir, mr;
-            if (ThGetMaskRect(width, height, mw, mh, at, part, ir, mr)) {
-                check(ir.Width() == mr.Width() && ir.Height() == mr.Height(), "rect sizes");
-                check(ir.left >= 0 && ir.top >= 0 && ir.right <= width && ir.bottom <= height,
-                      "image rect outside");
-                check(mr.left >= 0 && mr.top >= 0 && mr.right <= mw && mr.bottom <= mh,
-                      "mask rect outside");
-            }
-            ThMask(p.bits, p.info, mask.bits, mask.info, param[4] % 7, param[3] % 120 - 5, at, part);
-            return 0;
-        }
-        case 7:
-            ThLightMask(p.bits, p.info, colour, param[3] % 3, Int(param + 4));
-            return 0;
-        case 8:
-            ThConvertToGray(p.bits, p.info);
-            check(p.info->bmiHeader.biBitCount == (depth == 24 ? 8 : depth), "gray depth");
-            return 0;
-        case 9:
-            ThConvertTo8BitGray(p.bits, p.info);
-            check(p.info->bmiHeader.biBitCount == 8, "8-bit gray depth");
-            return 0;
-        default:
-            ThConvertToBW(p.bits, p.info, Int(param + 3));
-            check(p.info->bmiHeader.biBitCount == 1, "bw depth");
-            return 0;
     }
-    check(p.info->bmiHeader.biBitCount == 24 && p.info->bmiHeader.biWidth == width &&
-              p.info->bmiHeader.biHeight == height,
-          "not 24-bit of the same size");
+
+    check(bits != nullptr && info != nullptr);
+    const std::int64_t need = VellumDibImageSize(info->bmiHeader);
+    check(need > 0 && static_cast<std::int64_t>(GlobalSize(bits)) >= need);
+    volatile std::uint8_t last = static_cast<std::uint8_t*>(bits)[need - 1];
+    (void)last;
+    GlobalFree(bits);
+    VellumDeleteHeader(info);
     return 0;
 }
