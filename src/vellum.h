@@ -2,7 +2,9 @@
 // every public declaration of the library.
 #pragma once
 
+#include "codec/ximage.h"
 #include "dib/bmp.h"
+#include "dib/codec_bridge.h"
 #include "dib/convert.h"
 #include "dib/dib.h"
 #include "dib/flat.h"
