@@ -115,7 +115,7 @@ bool EncodeFrom(EncodeState& s, const CxImage& image, int quality) {
     jpeg_mem_dest(&s.cinfo, &s.buffer, &s.length);
     const DWORD w = image.GetWidth(), h = image.GetHeight();
     if (w > JPEG_MAX_DIMENSION || h > JPEG_MAX_DIMENSION) return false;
-    const bool grey = image.GetBpp() == 8 && image.IsGrayScale();
+    const bool grey = image.GetBpp() <= 8 && image.IsGrayScale();
     s.cinfo.image_width = w;
     s.cinfo.image_height = h;
     s.cinfo.input_components = grey ? 1 : 3;
@@ -129,21 +129,18 @@ bool EncodeFrom(EncodeState& s, const CxImage& image, int quality) {
         s.cinfo.Y_density = static_cast<UINT16>(std::min<LONG>(hd->biYPelsPerMeter / 100 ? (hd->biYPelsPerMeter + 50) / 100 : 1, 65535));
     }
     jpeg_start_compress(&s.cinfo, TRUE);
-    const bool direct = grey || image.GetBpp() == 24;
-    if (!direct) s.row.resize(std::size_t{w} * 3);
+    const bool direct = image.GetBpp() == 24;
+    s.row.resize(std::size_t{w} * 3);
     while (s.cinfo.next_scanline < h) {
         const DWORD y = h - 1 - s.cinfo.next_scanline;
         JSAMPROW rowPtr;
         if (direct) {
             rowPtr = const_cast<JSAMPROW>(image.GetBits(y));
-            if (grey) {
-                // Grey means the palette's entries, not the indices.
-                s.row.resize(w);
-                const RGBQUAD* pal = image.GetPalette();
-                const BYTE* src = image.GetBits(y);
-                for (DWORD x = 0; x < w; ++x) s.row[x] = pal[src[x]].rgbRed;
-                rowPtr = s.row.data();
-            }
+        } else if (grey) {
+            // Grey means the palette's entries, not the indices.
+            for (DWORD x = 0; x < w; ++x)
+                s.row[x] = image.GetPixelColor(static_cast<long>(x), static_cast<long>(y)).rgbRed;
+            rowPtr = s.row.data();
         } else {
             for (DWORD x = 0; x < w; ++x) {
                 const RGBQUAD c = image.GetPixelColor(static_cast<long>(x), static_cast<long>(y));
