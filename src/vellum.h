@@ -2,6 +2,7 @@
 // every public declaration of the library.
 #pragma once
 
+#include "codec/memfile.h"
 #include "codec/ximage.h"
 #include "dib/bmp.h"
 #include "dib/codec_bridge.h"

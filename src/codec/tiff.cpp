@@ -2,7 +2,8 @@
 // handlers that print nothing (an error fails the decode). The first page is
 // read. Bilevel, grey and palette pages of 1, 4 or 8 bits in strips stay
 // palette images (grey and bilevel with a grey table, white-is-zero
-// inverted); everything else (RGB, RGBA, CMYK, YCbCr, tiles, 16-bit samples,
+// inverted); 8-bit RGB and RGB with unassociated alpha in strips are read
+// as stored; everything else (RGB, RGBA, CMYK, YCbCr, tiles, 16-bit samples,
 // JPEG, LZW, Deflate, PackBits...) goes through libtiff's RGBA reader into
 // 24 bits plus an alpha plane when the page has extra samples. Encoding
 // writes palette images as palette TIFF and 24-bit images as RGB (RGBA with
@@ -113,6 +114,31 @@ bool ReadPalettePage(TIFF* tif, CxImage& image, std::uint32_t w, std::uint32_t h
     return true;
 }
 
+// 8-bit RGB or RGBA in contiguous strips, read as stored (libtiff's RGBA
+// reader would premultiply unassociated alpha).
+bool ReadRgbStrips(TIFF* tif, CxImage& image, std::uint32_t w, std::uint32_t h, int spp,
+                   bool unassociated) {
+    const tmsize_t lineBytes = TIFFScanlineSize(tif);
+    if (lineBytes <= 0 || static_cast<std::uint64_t>(lineBytes) < std::uint64_t{w} * spp) return false;
+    if (!image.Create(w, h, 24, CXIMAGE_FORMAT_TIF)) return false;
+    if (unassociated && !image.AlphaCreate()) return false;
+    BYTE* alpha = image.AlphaGetPointer();
+    std::vector<std::uint8_t> line(static_cast<std::size_t>(lineBytes));
+    for (std::uint32_t y = 0; y < h; ++y) {
+        if (TIFFReadScanline(tif, line.data(), y, 0) < 0) return false;
+        const DWORD dy = h - 1 - y;
+        BYTE* row = image.GetBits(dy);
+        for (std::uint32_t x = 0; x < w; ++x) {
+            const std::uint8_t* p = line.data() + std::size_t{x} * spp;
+            row[3 * x] = p[2];
+            row[3 * x + 1] = p[1];
+            row[3 * x + 2] = p[0];
+            if (alpha) alpha[std::size_t{dy} * w + x] = p[3];
+        }
+    }
+    return true;
+}
+
 bool ReadRgbaPage(TIFF* tif, CxImage& image, std::uint32_t w, std::uint32_t h) {
     std::uint16_t extra = 0;
     std::uint16_t* extraTypes = nullptr;
@@ -174,6 +200,16 @@ bool DecodeTiff(CxImage& image, const std::uint8_t* data, std::size_t size) {
                           photometric == PHOTOMETRIC_MINISBLACK ||
                           photometric == PHOTOMETRIC_MINISWHITE);
     if (indexed && ReadPalettePage(tif, image, w, h, bits, photometric)) return true;
+    std::uint16_t compression = COMPRESSION_NONE, extra = 0;
+    std::uint16_t* extraTypes = nullptr;
+    TIFFGetFieldDefaulted(tif, TIFFTAG_COMPRESSION, &compression);
+    TIFFGetFieldDefaulted(tif, TIFFTAG_EXTRASAMPLES, &extra, &extraTypes);
+    const bool plainAlpha = spp == 4 && extra == 1 && extraTypes && extraTypes[0] == EXTRASAMPLE_UNASSALPHA;
+    const bool plainRgb = hasPhotometric && photometric == PHOTOMETRIC_RGB && bits == 8 &&
+                          (spp == 3 || plainAlpha) && planar == PLANARCONFIG_CONTIG &&
+                          !TIFFIsTiled(tif) && orientation == ORIENTATION_TOPLEFT &&
+                          compression != COMPRESSION_JPEG && compression != COMPRESSION_OJPEG;
+    if (plainRgb && ReadRgbStrips(tif, image, w, h, spp, plainAlpha)) return true;
     return ReadRgbaPage(tif, image, w, h);
 }
 
