@@ -52,7 +52,7 @@ bool DecodeGif(CxImage& image, const std::uint8_t* data, std::size_t size) {
         }
     } closer{gif};
     const long sw = gif->SWidth, sh = gif->SHeight;
-    if (!SizeAllowed(sw, sh)) return false;
+    if (!image.PixelsAllowed(sw, sh)) return false;
     // Walk records to the first image, keeping its graphic control block.
     int transparent = -1;
     GifRecordType record;

@@ -58,7 +58,7 @@ bool DecodeIco(CxImage& image, const std::uint8_t* data, std::size_t size) {
     const std::uint32_t clrUsed = e.u32le();
     if (!e.ok() || headerSize < 40 || compression != 0 || w < 1 || h2 < 2) return false;
     const std::int32_t h = h2 / 2;
-    if (!SizeAllowed(w, h) || w > 1024 || h > 1024) return false;
+    if (!image.PixelsAllowed(w, h) || w > 1024 || h > 1024) return false;
     if (bits != 1 && bits != 4 && bits != 8 && bits != 24 && bits != 32) return false;
     if (!e.seek(headerSize)) return false;
     const std::uint32_t colours = bits <= 8 ? (clrUsed && clrUsed < (1u << bits) ? clrUsed : 1u << bits) : 0;

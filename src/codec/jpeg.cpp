@@ -63,7 +63,7 @@ bool DecodeInto(DecodeState& s, CxImage& image, const std::uint8_t* data, std::s
     const bool grey = in == JCS_GRAYSCALE;
     const bool cmyk = in == JCS_CMYK || in == JCS_YCCK;
     s.cinfo.out_color_space = grey ? JCS_GRAYSCALE : cmyk ? JCS_CMYK : JCS_EXT_BGR;
-    if (!SizeAllowed(s.cinfo.image_width, s.cinfo.image_height)) return false;
+    if (!image.PixelsAllowed(s.cinfo.image_width, s.cinfo.image_height)) return false;
     jpeg_start_decompress(&s.cinfo);
     const DWORD w = s.cinfo.output_width, h = s.cinfo.output_height;
     if (!image.Create(w, h, grey ? 8 : 24, CXIMAGE_FORMAT_JPG)) return false;

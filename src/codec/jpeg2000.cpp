@@ -135,7 +135,7 @@ bool DecodeJpeg2000(CxImage& image, const std::uint8_t* data, std::size_t size, 
     {
         const std::int64_t gw = std::int64_t{r.image->x1} - r.image->x0;
         const std::int64_t gh = std::int64_t{r.image->y1} - r.image->y0;
-        if (!SizeAllowed(gw, gh)) return false;
+        if (!image.PixelsAllowed(gw, gh)) return false;
     }
     if (!opj_decode(r.codec, r.stream, r.image) || !opj_end_decompress(r.codec, r.stream)) return false;
     const opj_image_t* img = r.image;
@@ -144,7 +144,7 @@ bool DecodeJpeg2000(CxImage& image, const std::uint8_t* data, std::size_t size, 
         if (!img->comps[i].data || img->comps[i].w == 0 || img->comps[i].h == 0) return false;
     // The picture has the first component's size.
     const std::int64_t w = img->comps[0].w, h = img->comps[0].h;
-    if (!SizeAllowed(w, h)) return false;
+    if (!image.PixelsAllowed(w, h)) return false;
     const bool grey = n < 3;
     const bool hasAlpha = n == 2 || n >= 4;
     if (!image.Create(static_cast<DWORD>(w), static_cast<DWORD>(h), grey ? 8 : 24,

@@ -29,7 +29,7 @@ bool DecodePcx(CxImage& image, const std::uint8_t* data, std::size_t size) {
     if (maker != 10 || encoding > 1) return false;
     if (xmax < xmin || ymax < ymin) return false;
     const std::uint32_t w = static_cast<std::uint32_t>(xmax - xmin + 1), h = static_cast<std::uint32_t>(ymax - ymin + 1);
-    if (!SizeAllowed(w, h)) return false;
+    if (!image.PixelsAllowed(w, h)) return false;
     const bool planar1 = bits == 1 && planes >= 1 && planes <= 4;
     const bool packed = (bits == 2 || bits == 4 || bits == 8) && planes == 1;
     const bool rgb = bits == 8 && (planes == 3 || planes == 4);

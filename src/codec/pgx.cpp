@@ -48,7 +48,7 @@ bool DecodePgx(CxImage& image, const std::uint8_t* data, std::size_t size) {
     }
     std::uint32_t depth = 0, w = 0, h = 0;
     if (!Number(in, depth) || !Number(in, w) || !Number(in, h)) return false;
-    if (depth < 1 || depth > 16 || !SizeAllowed(w, h)) return false;
+    if (depth < 1 || depth > 16 || !image.PixelsAllowed(w, h)) return false;
     // The header line ends with one white-space byte (or CR LF).
     SkipBlanks(in);
     if (in.need(1) && in.data()[in.pos()] == '\r') in.skip(1);

@@ -58,7 +58,7 @@ bool DecodeInto(ReadState& s, CxImage& image, Source& src) {
     png_uint_32 w = 0, h = 0;
     int depth = 0, colorType = 0, interlace = 0;
     png_get_IHDR(s.png, s.info, &w, &h, &depth, &colorType, &interlace, nullptr, nullptr);
-    if (!SizeAllowed(w, h)) return false;
+    if (!image.PixelsAllowed(w, h)) return false;
     const bool palette = colorType == PNG_COLOR_TYPE_PALETTE;
     if (!palette && depth < 8) png_set_expand_gray_1_2_4_to_8(s.png);
     if (palette && depth == 2) png_set_packing(s.png);  // to one byte per pixel

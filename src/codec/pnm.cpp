@@ -54,7 +54,7 @@ bool DecodePnm(CxImage& image, const std::uint8_t* data, std::size_t size) {
     if (!ReadNumber(in, w) || !ReadNumber(in, h)) return false;
     if (kind != 1 && kind != 4 && (!ReadNumber(in, maxval) || maxval < 1 || maxval > 65535))
         return false;
-    if (!SizeAllowed(w, h)) return false;
+    if (!image.PixelsAllowed(w, h)) return false;
     const bool binary = kind >= 4;
     if (binary) {
         // Exactly one white-space byte ends the header.

@@ -21,7 +21,7 @@ bool DecodeRas(CxImage& image, const std::uint8_t* data, std::size_t size) {
     const std::uint32_t type = in.u32be(), mapType = in.u32be(), mapLength = in.u32be();
     if (!in.ok() || type > 3 || mapType > 1) return false;
     if (depth != 1 && depth != 8 && depth != 24 && depth != 32) return false;
-    if (!SizeAllowed(w, h)) return false;
+    if (!image.PixelsAllowed(w, h)) return false;
     std::vector<RGBQUAD> map;
     if (mapType == 1 && mapLength > 0) {
         if (mapLength % 3 || mapLength > 768) return false;

@@ -60,7 +60,7 @@ bool DecodeTga(CxImage& image, const std::uint8_t* data, std::size_t size) {
     const int base = imageType & 7;
     const bool rle = imageType & 8;
     if ((imageType & ~11) != 0 || base < 1 || base > 3 || mapType > 1) return false;
-    if (!SizeAllowed(w, h)) return false;
+    if (!image.PixelsAllowed(w, h)) return false;
     if (base == 1 && (mapType != 1 || (bits != 8 && bits != 16))) return false;
     if (base == 2 && bits != 15 && bits != 16 && bits != 24 && bits != 32) return false;
     if (base == 3 && bits != 8 && bits != 16) return false;

@@ -40,7 +40,7 @@ bool DecodeWbmp(CxImage& image, const std::uint8_t* data, std::size_t size) {
     if (!ReadMultiByte(in, type) || type != 0) return false;
     if (in.u8() != 0 || !in.ok()) return false;  // fixed header: no extensions
     if (!ReadMultiByte(in, w) || !ReadMultiByte(in, h)) return false;
-    if (!SizeAllowed(w, h)) return false;
+    if (!image.PixelsAllowed(w, h)) return false;
     const std::size_t rowBytes = (w + 7) / 8;
     if (in.left() < std::uint64_t{rowBytes} * h) return false;
     if (!image.Create(w, h, 1, CXIMAGE_FORMAT_WBMP)) return false;

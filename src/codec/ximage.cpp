@@ -227,7 +227,7 @@ const BYTE* CxImage::GetBits(DWORD row) const {
 bool CxImage::Create(DWORD width, DWORD height, WORD bpp, DWORD imagetype) {
     Destroy();
     if (bpp != 1 && bpp != 4 && bpp != 8 && bpp != 24) return false;
-    if (!SizeAllowed(width, height)) return false;
+    if (!SizeAllowed(width, height) || std::int64_t{width} * height > maxPixels_) return false;
     const std::int64_t stride = VellumDibStride(bpp, width);
     const DWORD colors = bpp <= 8 ? 1u << bpp : 0;
     const std::int64_t total = 40 + 4 * std::int64_t{colors} + stride * height;
@@ -367,6 +367,7 @@ bool CxImage::IncreaseBpp(DWORD nbit) {
     if (nbit == bpp) return true;
     if (nbit < bpp || (nbit != 4 && nbit != 8 && nbit != 24)) return false;
     CxImage out(type_);
+    out.maxPixels_ = maxPixels_;
     if (!out.Create(GetWidth(), GetHeight(), static_cast<WORD>(nbit))) return false;
     const long w = static_cast<long>(GetWidth()), h = static_cast<long>(GetHeight());
     if (nbit == 24) {
@@ -415,6 +416,7 @@ bool CxImage::DecreaseBpp(DWORD nbit, bool errordiffusion, RGBQUAD* ppal, DWORD 
     }
     count = static_cast<int>(palette.size());
     CxImage out(type_);
+    out.maxPixels_ = maxPixels_;
     if (!out.Create(GetWidth(), GetHeight(), static_cast<WORD>(nbit))) return false;
     std::memset(out.GetPalette(), 0, 4 * out.GetPaletteSize());
     std::memcpy(out.GetPalette(), palette.data(), 4 * palette.size());

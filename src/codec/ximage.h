@@ -120,6 +120,16 @@ class VELLUM_API CxImage {
     // A Kfactor of 0 counts as 1. False when invalid or Ksize < 1.
     bool Filter(long* kernel, long Ksize, long Kfactor, long Koffset);
 
+    // The largest image this object decodes, at most kCodecMaxPixels (a
+    // smaller budget suits fuzzing and previews).
+    void SetMaxPixels(std::int64_t pixels) {
+        maxPixels_ = pixels < 1 ? 1 : pixels > kCodecMaxPixels ? kCodecMaxPixels : pixels;
+    }
+    bool PixelsAllowed(std::int64_t width, std::int64_t height) const {
+        return width >= 1 && height >= 1 && width <= maxPixels_ && height <= maxPixels_ &&
+               width * height <= maxPixels_;
+    }
+
     // Building blocks for decoders and the image object.
     bool Create(DWORD width, DWORD height, WORD bpp, DWORD imagetype = 0);
     BYTE* GetBits(DWORD row = 0);
@@ -144,4 +154,5 @@ class VELLUM_API CxImage {
     long transIndex_ = -1;
     DWORD type_ = 0;
     BYTE jpegQuality_ = 75;
+    std::int64_t maxPixels_ = kCodecMaxPixels;
 };
