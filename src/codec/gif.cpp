@@ -82,7 +82,9 @@ bool DecodeGif(CxImage& image, const std::uint8_t* data, std::size_t size) {
     if (!map || map->ColorCount < 1 || map->ColorCount > 256) return false;
     const long fl = gif->Image.Left, ft = gif->Image.Top, fw = gif->Image.Width,
                fh = gif->Image.Height;
-    if (fw < 0 || fh < 0 || static_cast<std::int64_t>(fw) * fh > kCodecMaxPixels) return false;
+    // The frame is decoded line by line even where it leaves the screen, so
+    // it gets the same budget as the screen.
+    if (fw < 0 || fh < 0 || (fw > 0 && fh > 0 && !image.PixelsAllowed(fw, fh))) return false;
     const WORD bpp = map->ColorCount <= 2 ? 1 : map->ColorCount <= 16 ? 4 : 8;
     if (!image.Create(static_cast<DWORD>(sw), static_cast<DWORD>(sh), bpp, CXIMAGE_FORMAT_GIF))
         return false;

@@ -63,7 +63,7 @@ TIFF* Open(Stream& s, const char* mode) {
     if (!options) return nullptr;
     TIFFOpenOptionsSetErrorHandlerExtR(options, QuietHandler, nullptr);
     TIFFOpenOptionsSetWarningHandlerExtR(options, QuietHandler, nullptr);
-    TIFFOpenOptionsSetMaxSingleMemAlloc(options, tmsize_t{1} << 30);
+    TIFFOpenOptionsSetMaxSingleMemAlloc(options, tmsize_t{1} << 29);
     TIFF* tif = TIFFClientOpenExt("memory", mode, &s, ReadProc, WriteProc, SeekProc, CloseProc,
                                   SizeProc, MapProc, UnmapProc, options);
     TIFFOpenOptionsFree(options);
