@@ -66,7 +66,8 @@ bool DecodeInto(DecodeState& s, CxImage& image, const std::uint8_t* data, std::s
     if (!image.PixelsAllowed(s.cinfo.image_width, s.cinfo.image_height)) return false;
     jpeg_start_decompress(&s.cinfo);
     const DWORD w = s.cinfo.output_width, h = s.cinfo.output_height;
-    if (!image.Create(w, h, grey ? 8 : 24, CXIMAGE_FORMAT_JPG)) return false;
+    // Every pixel is written below (or the decode fails).
+    if (!image.Create(w, h, grey ? 8 : 24, CXIMAGE_FORMAT_JPG, false)) return false;
     if (cmyk) s.row.resize(std::size_t{w} * 4);
     // Adobe writes CMYK inverted; libjpeg reports that through the marker.
     const bool inverted = s.cinfo.saw_Adobe_marker;

@@ -224,7 +224,7 @@ const BYTE* CxImage::GetBits(DWORD row) const {
     return dib_.data() + 40 + 4 * GetPaletteSize() + std::size_t{row} * GetEffWidth();
 }
 
-bool CxImage::Create(DWORD width, DWORD height, WORD bpp, DWORD imagetype) {
+bool CxImage::Create(DWORD width, DWORD height, WORD bpp, DWORD imagetype, bool zeroFill) {
     Destroy();
     if (bpp != 1 && bpp != 4 && bpp != 8 && bpp != 24) return false;
     if (!SizeAllowed(width, height) || std::int64_t{width} * height > maxPixels_) return false;
@@ -232,10 +232,21 @@ bool CxImage::Create(DWORD width, DWORD height, WORD bpp, DWORD imagetype) {
     const DWORD colors = bpp <= 8 ? 1u << bpp : 0;
     const std::int64_t total = 40 + 4 * std::int64_t{colors} + stride * height;
     try {
-        dib_.assign(static_cast<std::size_t>(total), 0);
+        dib_.resize(static_cast<std::size_t>(total));
     } catch (const std::bad_alloc&) {
         dib_.clear();
         return false;
+    }
+    const std::size_t head = 40 + 4 * std::size_t{colors};
+    if (zeroFill) {
+        std::memset(dib_.data(), 0, dib_.size());
+    } else {
+        std::memset(dib_.data(), 0, head);
+        const std::size_t used = (std::size_t{width} * bpp + 7) / 8;
+        if (used < static_cast<std::size_t>(stride)) {
+            for (DWORD y = 0; y < height; ++y)
+                std::memset(dib_.data() + head + y * stride + used, 0, stride - used);
+        }
     }
     BITMAPINFOHEADER& h = *GetHeader();
     h.biSize = 40;

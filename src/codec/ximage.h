@@ -21,6 +21,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "platform/export.h"
@@ -131,7 +132,10 @@ class VELLUM_API CxImage {
     }
 
     // Building blocks for decoders and the image object.
-    bool Create(DWORD width, DWORD height, WORD bpp, DWORD imagetype = 0);
+    // A zero-filled image (palette: grey ramp, black and white for 1 bit).
+    // With zeroFill false the pixel bytes are left unset (row padding is
+    // still zero): for decoders that write every pixel.
+    bool Create(DWORD width, DWORD height, WORD bpp, DWORD imagetype = 0, bool zeroFill = true);
     BYTE* GetBits(DWORD row = 0);
     const BYTE* GetBits(DWORD row = 0) const;
     RGBQUAD* GetPalette();
@@ -149,7 +153,27 @@ class VELLUM_API CxImage {
     void SetPixelIndex(long x, long y, BYTE index);
 
   private:
-    std::vector<BYTE> dib_;
+    // An allocator that leaves bytes uninitialised, so that a decoder that
+    // fills every pixel does not pay for clearing them first.
+    template <typename T>
+    struct NoInit : std::allocator<T> {
+        template <typename U>
+        struct rebind {
+            using other = NoInit<U>;
+        };
+        NoInit() = default;
+        template <typename U>
+        NoInit(const NoInit<U>&) {}
+        template <typename U>
+        void construct(U* p) {
+            ::new (static_cast<void*>(p)) U;
+        }
+        template <typename U, typename... A>
+        void construct(U* p, A&&... args) {
+            ::new (static_cast<void*>(p)) U(std::forward<A>(args)...);
+        }
+    };
+    std::vector<BYTE, NoInit<BYTE>> dib_;
     std::vector<BYTE> alpha_;
     long transIndex_ = -1;
     DWORD type_ = 0;
