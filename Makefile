@@ -4,7 +4,7 @@
 
 PREFIX ?= /usr/local
 FUZZ_SECONDS ?= 600
-FUZZ_SMOKE_SECONDS ?= 15
+FUZZ_SMOKE_SECONDS ?= 5
 
 .PHONY: all setup release demo test test-release test-asan fuzz-smoke bench fuzz install clean format
 

@@ -2,7 +2,10 @@
 // every public declaration of the library.
 #pragma once
 
+#include "codec/memfile.h"
+#include "codec/ximage.h"
 #include "dib/bmp.h"
+#include "dib/codec_bridge.h"
 #include "dib/convert.h"
 #include "dib/ddb.h"
 #include "dib/dib.h"

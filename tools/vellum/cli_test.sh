@@ -83,7 +83,7 @@ for entry in "8|$((54 + 1024 + 64 * 21))" "4|$((54 + 64 + 32 * 21))" "1|$((54 + 
   [ "$(size_of "d$depth.bmp")" -eq "$size" ] || fail "convert $depth: size $(size_of "d$depth.bmp"), expected $size"
   run 0 info "d$depth.bmp" && [ "$(field out.txt 'bit count')" = "$depth" ] || fail "convert $depth: bit count"
   [ "$(field out.txt 'palette length')" = $((1 << depth)) ] || fail "convert $depth: palette length"
-  run 0 convert "d$depth.bmp" "back$depth.bmp" &&
+  run 0 convert --depth 24 "d$depth.bmp" "back$depth.bmp" &&
     [ "$(size_of "back$depth.bmp")" -eq $((54 + 192 * 21)) ] || fail "convert $depth back to 24"
 done
 # Black and white survive the trip to 1 bit and back.

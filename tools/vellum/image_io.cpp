@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -113,16 +114,63 @@ std::string quoted(const std::string& path) {
     return "'" + path + "'";
 }
 
+int fileType(const std::string& path) {
+    return ThFindType(CString(fs::path(path).filename().string().c_str()));
+}
+
+std::string extensionOf(const std::string& path) {
+    const std::string ext = fs::path(path).extension().string();
+    return ext.empty() ? "no extension" : "'" + ext + "'";
+}
+
+// The codec's image copied into a fresh pair.
+Image fromCodec(const CxImage& codec) {
+    Image image;
+    image.info = VellumNewHeader(kFullHeaderBytes);
+    if (!image.info) throw Failure("out of memory");
+    std::memcpy(image.info, codec.GetDIB(), 40 + 4 * std::size_t{codec.GetPaletteSize()});
+    const std::int64_t bytes = std::int64_t{codec.GetEffWidth()} * codec.GetHeight();
+    image.bits = GlobalAllocChecked(GPTR, bytes);
+    if (!image.bits) throw Failure("out of memory");
+    std::memcpy(image.bits, codec.GetBits(), static_cast<std::size_t>(bytes));
+    image.info->bmiHeader.biSizeImage = static_cast<DWORD>(bytes);
+    return image;
+}
+
+// The pair copied into a codec image (16- and 32-bit pairs are not made by
+// the library's readers and are refused).
+bool toCodec(const Image& image, CxImage& codec) {
+    const BITMAPINFOHEADER& h = image.info->bmiHeader;
+    if (h.biHeight < 1 || !codec.Create(static_cast<DWORD>(h.biWidth), static_cast<DWORD>(h.biHeight), h.biBitCount))
+        return false;
+    if (h.biBitCount <= 8) {
+        const long count = std::min<long>(ThCalDibColorCount(image.info), 1L << h.biBitCount);
+        std::memset(codec.GetPalette(), 0, 4 * std::size_t{codec.GetPaletteSize()});
+        std::memcpy(codec.GetPalette(), VellumColorTable(image.info), 4 * static_cast<std::size_t>(count));
+    }
+    std::memcpy(codec.GetBits(), image.bits, std::size_t{codec.GetEffWidth()} * codec.GetHeight());
+    codec.GetHeader()->biXPelsPerMeter = h.biXPelsPerMeter;
+    codec.GetHeader()->biYPelsPerMeter = h.biYPelsPerMeter;
+    return true;
+}
+
 }  // namespace
 
 Image::Image(Image&& other) noexcept
-    : bits(std::exchange(other.bits, nullptr)), info(std::exchange(other.info, nullptr)) {}
+    : bits(std::exchange(other.bits, nullptr)),
+      info(std::exchange(other.info, nullptr)),
+      sourcePath(std::move(other.sourcePath)),
+      convertFromSource(other.convertFromSource),
+      jpegQuality(other.jpegQuality) {}
 
 Image& Image::operator=(Image&& other) noexcept {
     if (this != &other) {
         reset();
         bits = std::exchange(other.bits, nullptr);
         info = std::exchange(other.info, nullptr);
+        sourcePath = std::move(other.sourcePath);
+        convertFromSource = other.convertFromSource;
+        jpegQuality = other.jpegQuality;
     }
     return *this;
 }
@@ -163,13 +211,35 @@ Image loadImage(const std::string& path) {
     if (fs::is_directory(path, ec))
         throw Failure("cannot read " + quoted(path) + ": is a directory");
 
+    const int type = fileType(path);
+    if (type == 0) {
+        throw Failure("cannot read " + quoted(path) + ": unknown file type (" + extensionOf(path) +
+                      "; 'vellum formats' lists them)");
+    }
     HeldMessages held;
     Image image;
-    auto status = bmp::ReadStatus::ok;
-    const int result = bmp::ReadDibDataClassified(path.c_str(), image.bits, image.info, &status);
-    if (result != 0 || image.empty()) {
-        throw Failure("cannot read " + quoted(path) + ": " + readFailureReason(path, status));
+    if (type == CXIMAGE_FORMAT_BMP) {
+        auto status = bmp::ReadStatus::ok;
+        const int result = bmp::ReadDibDataClassified(path.c_str(), image.bits, image.info, &status);
+        if (result != 0 || image.empty()) {
+            image.reset();
+            CxImage codec(path.c_str(), CXIMAGE_FORMAT_BMP);
+            if (!codec.IsValid())
+                throw Failure("cannot read " + quoted(path) + ": " + readFailureReason(path, status));
+            image = fromCodec(codec);
+        }
+    } else {
+        CxImage codec(path.c_str(), static_cast<DWORD>(type));
+        if (!codec.IsValid()) {
+            std::FILE* file = std::fopen(path.c_str(), "rb");
+            if (!file) throw Failure("cannot read " + quoted(path) + ": " + openFailureReason(path));
+            std::fclose(file);
+            throw Failure("cannot read " + quoted(path) + ": not a " + formatName(path) +
+                          " file, damaged or unsupported");
+        }
+        image = fromCodec(codec);
     }
+    image.sourcePath = path;
     held.release();
     return image;
 }
@@ -180,11 +250,55 @@ void saveImage(Image& image, const std::string& path) {
     if (fs::is_directory(path, ec))
         throw Failure("cannot write " + quoted(path) + ": is a directory");
 
+    const int type = fileType(path);
+    if (type == 0 || type == CXIMAGE_FORMAT_WMF) {
+        throw Failure("cannot write " + quoted(path) + ": " +
+                      (type ? std::string("WMF/EMF cannot be written")
+                            : "unknown file type (" + extensionOf(path) +
+                                  "; 'vellum formats' lists them)"));
+    }
     HeldMessages held;
-    if (ThSaveDibData(path.c_str(), image.bits, image.info) != 1) {
-        throw Failure("cannot write " + quoted(path) + ": " + writeFailureReason(path));
+    if (image.convertFromSource && !image.sourcePath.empty()) {
+        // The conversion reports only whether the source decoded; the result
+        // is checked by reading its header back.
+        std::remove(path.c_str());
+        BITMAPINFOHEADER header{};
+        if (ThConvertFileToFile(image.sourcePath.c_str(), path.c_str(), image.jpegQuality) != 1)
+            throw Failure("cannot convert '" + image.sourcePath + "'");
+        if (GetImageFileInfo(&header, path.c_str()) != 1)
+            throw Failure("cannot write " + quoted(path) + ": " + writeFailureReason(path));
+    } else if (type == CXIMAGE_FORMAT_BMP) {
+        if (ThSaveDibData(path.c_str(), image.bits, image.info) != 1)
+            throw Failure("cannot write " + quoted(path) + ": " + writeFailureReason(path));
+    } else {
+        CxImage codec;
+        if (!toCodec(image, codec))
+            throw Failure("cannot write " + quoted(path) + ": unsupported image depth");
+        if (type == CXIMAGE_FORMAT_JPG) {
+            if (!codec.IsGrayScale()) codec.IncreaseBpp(24);
+            codec.SetJpegQuality(static_cast<BYTE>(image.jpegQuality));
+        } else if (type == CXIMAGE_FORMAT_GIF && codec.GetBpp() > 8) {
+            codec.DecreaseBpp(8, true);
+        }
+        std::vector<BYTE> bytes;
+        if (!codec.Encode(bytes, static_cast<DWORD>(type)))
+            throw Failure("cannot write " + quoted(path) + ": the image cannot be stored as " +
+                          formatName(path) + " (size or depth)");
+        std::FILE* file = std::fopen(path.c_str(), "wb");
+        const bool ok = file && std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
+        if ((file && std::fclose(file) != 0) || !ok)
+            throw Failure("cannot write " + quoted(path) + ": " + writeFailureReason(path));
     }
     held.release();
+}
+
+std::string formatName(const std::string& path) {
+    const int type = fileType(path);
+    int count = 0;
+    const CxFormatInfo* formats = CxImageFormats(&count);
+    for (int i = 0; i < count; ++i)
+        if (static_cast<int>(formats[i].type) == type) return formats[i].name;
+    return "";
 }
 
 void installMessageHandler() {

@@ -1,6 +1,9 @@
 // Loading and saving images for the command-line tool. Every file the tool
 // reads or writes goes through here, so supporting another format means
-// changing this module only.
+// changing this module only. The format is the file name's extension
+// (ThFindType): BMP files go through the library's BMP reader and writer
+// (with the codec as a fallback for BMP files the reader refuses, such as
+// top-down ones), every other format through the codec.
 //
 // Failures are reported by throwing Failure with a one-line message that
 // names the file and the reason ("cannot read 'x.bmp': truncated file").
@@ -38,6 +41,14 @@ struct Image {
     void reset();
 
     bool empty() const { return bits == nullptr || info == nullptr; }
+
+    // Where the image was loaded from. When convertFromSource is set, saving
+    // converts that file straight to the target with ThConvertFileToFile at
+    // jpegQuality (the pair itself is not written), which keeps what the
+    // pair cannot hold, such as an alpha plane or a transparent index.
+    std::string sourcePath;
+    bool convertFromSource = false;
+    int jpegQuality = 75;
     int width() const { return info ? info->bmiHeader.biWidth : 0; }
     int height() const { return info ? info->bmiHeader.biHeight : 0; }
     int bitCount() const { return info ? info->bmiHeader.biBitCount : 0; }
@@ -50,9 +61,14 @@ Image makeImage24(int width, int height);
 // Reads an image file; throws Failure("cannot read '<path>': <reason>").
 Image loadImage(const std::string& path);
 
-// Writes the image as a BMP file (the header may be normalised in place, as
-// ThSaveDibData does); throws Failure("cannot write '<path>': <reason>").
+// Writes the image in the format of the path's extension (BMP through
+// ThSaveDibData, which may normalise the header in place; JPEG at
+// image.jpegQuality, colour raised to 24 bits; GIF reduced to 8 bits with
+// error diffusion); throws Failure("cannot write '<path>': <reason>").
 void saveImage(Image& image, const std::string& path);
+
+// The extension's format name ("PNG"), or an empty string when unknown.
+std::string formatName(const std::string& path);
 
 // Routes the library's message boxes to stderr as "vellum: <text>" on one
 // line. While a load or save runs, its messages are held back and dropped if

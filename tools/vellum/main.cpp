@@ -133,7 +133,9 @@ void addCommand(CLI::App& root, Command& cmd) {
             ->required()
             ->option_text("...");
     } else if (op.inspect) {
-        cmd.app->add_option("FILES", cmd.files, "Files to read")->required()->option_text("...");
+        CLI::Option* files = cmd.app->add_option("FILES", cmd.files, "Files to read");
+        files->option_text("...");
+        if (!op.filesOptional) files->required();
     } else {
         cmd.app->add_option("OUTPUT", cmd.files, "File to write")
             ->required()
@@ -228,8 +230,10 @@ int runTransform(const Command& cmd, const Args& args) {
 
 int runInspect(const Command& cmd, const Args& args) {
     int failed = 0;
-    for (std::size_t i = 0; i < cmd.files.size(); ++i) {
-        const std::string& path = cmd.files[i];
+    const std::vector<std::string> files =
+        cmd.files.empty() ? std::vector<std::string>{std::string()} : cmd.files;
+    for (std::size_t i = 0; i < files.size(); ++i) {
+        const std::string& path = files[i];
         std::ostringstream report;
         if (reportFailures("", [&] { cmd.op->inspect(args, path, report); })) {
             if (i > 0) std::cout << '\n';

@@ -108,6 +108,9 @@ struct Operation {
     TransformFn transform;
     InspectFn inspect;
     GenerateFn generate;
+    // An inspect operation that may run without files: it is then called
+    // once with an empty path.
+    bool filesOptional = false;
 };
 
 // Adds operations to the registry at static-initialisation time. A malformed

@@ -48,7 +48,59 @@ std::string format(const char* pattern, auto... values) {
     return buffer;
 }
 
+void printRows(const std::vector<std::pair<std::string, std::string>>& rows, std::ostream& out,
+               std::size_t& width) {
+    width = 0;
+    for (const auto& row : rows) width = std::max(width, row.first.size());
+    for (const auto& [label, value] : rows) {
+        out << label << std::string(width + 2 - label.size(), ' ') << value << '\n';
+    }
+}
+
+// Files other than BMP: what the codec decodes.
+void codecInfo(const Args& args, const std::string& path, int type, std::ostream& out) {
+    CxImage image(path.c_str(), static_cast<DWORD>(type));
+    if (!image.IsValid()) {
+        loadImage(path);  // says why
+        throw Failure("cannot read '" + path + "'");
+    }
+    const BITMAPINFOHEADER& h = *image.GetHeader();
+    const long t = image.GetTransIndex();
+    const std::vector<std::pair<std::string, std::string>> rows = {
+        {"file", path},
+        {"file length", format("%ld bytes", CFileDib::GetFileLength(path.c_str()))},
+        {"format", formatName(path) + format(" (type %d)", type)},
+        {"width", format("%d", static_cast<int>(h.biWidth))},
+        {"height", format("%d", static_cast<int>(h.biHeight))},
+        {"bit count", format("%u", static_cast<unsigned>(h.biBitCount))},
+        {"grey", image.IsGrayScale() ? "yes" : "no"},
+        {"palette length", format("%u", static_cast<unsigned>(image.GetPaletteSize()))},
+        {"alpha", image.AlphaIsValid() ? "yes" : "no"},
+        {"transparent index", t >= 0 ? format("%ld", t) : "none"},
+        {"resolution",
+         format("%d x %d pixels per metre (%ld x %ld dpi)", static_cast<int>(h.biXPelsPerMeter),
+                static_cast<int>(h.biYPelsPerMeter), dotsPerInch(h.biXPelsPerMeter),
+                dotsPerInch(h.biYPelsPerMeter))},
+    };
+    std::size_t width = 0;
+    printRows(rows, out, width);
+    if (args.flag("palette")) {
+        for (DWORD i = 0; i < image.GetPaletteSize(); ++i) {
+            const RGBQUAD& q = image.GetPalette()[i];
+            out << format("%*ld  #%02X%02X%02X", static_cast<int>(width), static_cast<long>(i),
+                          q.rgbRed, q.rgbGreen, q.rgbBlue)
+                << '\n';
+        }
+    }
+}
+
 void info(const Args& args, const std::string& path, std::ostream& out) {
+    const int fileType = ThFindType(CString(path.c_str()));
+    if (fileType != CXIMAGE_FORMAT_BMP) {
+        if (fileType == 0) loadImage(path);  // unknown type: says so
+        codecInfo(args, path, fileType, out);
+        return;
+    }
     BITMAPFILEHEADER fileHeader{};
     std::unique_ptr<BITMAPINFO, HeaderDeleter> header(VellumNewHeader(kFullHeaderBytes));
     if (!header) throw Failure("out of memory");
@@ -119,10 +171,12 @@ void info(const Args& args, const std::string& path, std::ostream& out) {
 const Registrar registrar{
     {.name = "info",
      .family = "file",
-     .summary = "Print the header fields of a BMP file",
-     .help = "Prints the file and bitmap header fields of each file as a table, with the\n"
+     .summary = "Print an image file's size, depth, palette and transparency",
+     .help = "For a BMP file, prints the file and bitmap header fields as a table, with the\n"
              "palette length, the file's length and its printed size (in hundredths of an\n"
-             "inch at the file's resolution, or 96 dpi when unset, fitted into 1660 x 2340).",
+             "inch at the file's resolution, or 96 dpi when unset, fitted into 1660 x 2340).\n"
+             "For other formats, prints what decoding gives: size, bit count, palette,\n"
+             "alpha plane and transparent index.",
      .options = {Opt::flag("palette", "Also list the colour table, one entry per line")},
      .inspect = info},
 };

@@ -1,0 +1,242 @@
+// JPEG 2000 through OpenJPEG, over memory, with silent message handlers (an
+// error fails the decode). Either type accepts both a JP2 file and a bare
+// code stream: the first bytes decide. One component gives 8-bit grey, two
+// grey and alpha, three or more RGB (a fourth is alpha); sYCC is converted
+// to RGB. Samples are made unsigned by adding 2^(precision-1) when signed,
+// then scaled to 0..255 as (v x 255 + max / 2) / max with max =
+// 2^precision - 1; the picture has the first component's size and the others are sampled
+// at the matching position of their own grid. No
+// image above kCodecMaxPixels is decoded. Encoding is lossless (reversible
+// 5/3 wavelet): grey palette images as one component, others as RGB, with an
+// alpha plane as a fourth component; type 11 writes a JP2 file, type 12 a
+// code stream.
+#include <openjpeg.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "codec/formats.h"
+
+namespace vellum::codec {
+namespace {
+
+struct Stream {
+    const std::uint8_t* data = nullptr;
+    Bytes* out = nullptr;
+    std::size_t size = 0;
+    std::size_t pos = 0;
+};
+
+OPJ_SIZE_T ReadFn(void* buffer, OPJ_SIZE_T n, void* user) {
+    auto* s = static_cast<Stream*>(user);
+    if (s->pos >= s->size) return static_cast<OPJ_SIZE_T>(-1);
+    const std::size_t k = std::min<std::size_t>(n, s->size - s->pos);
+    std::memcpy(buffer, s->data + s->pos, k);
+    s->pos += k;
+    return k;
+}
+OPJ_SIZE_T WriteFn(void* buffer, OPJ_SIZE_T n, void* user) {
+    auto* s = static_cast<Stream*>(user);
+    if (s->pos + n > s->out->size()) s->out->resize(s->pos + n);
+    std::memcpy(s->out->data() + s->pos, buffer, n);
+    s->pos += n;
+    return n;
+}
+OPJ_OFF_T SkipFn(OPJ_OFF_T n, void* user) {
+    auto* s = static_cast<Stream*>(user);
+    const std::size_t limit = s->out ? (std::size_t{1} << 40) : s->size;
+    if (n < 0) {
+        if (static_cast<std::size_t>(-n) > s->pos) return -1;
+    } else if (static_cast<std::uint64_t>(n) > limit - s->pos) {
+        return -1;
+    }
+    s->pos = static_cast<std::size_t>(static_cast<OPJ_OFF_T>(s->pos) + n);
+    if (s->out && s->pos > s->out->size()) s->out->resize(s->pos);
+    return n;
+}
+OPJ_BOOL SeekFn(OPJ_OFF_T to, void* user) {
+    auto* s = static_cast<Stream*>(user);
+    const std::size_t limit = s->out ? (std::size_t{1} << 40) : s->size;
+    if (to < 0 || static_cast<std::uint64_t>(to) > limit) return OPJ_FALSE;
+    s->pos = static_cast<std::size_t>(to);
+    if (s->out && s->pos > s->out->size()) s->out->resize(s->pos);
+    return OPJ_TRUE;
+}
+void Quiet(const char*, void*) {}
+
+struct Resources {
+    opj_stream_t* stream = nullptr;
+    opj_codec_t* codec = nullptr;
+    opj_image_t* image = nullptr;
+    ~Resources() {
+        if (stream) opj_stream_destroy(stream);
+        if (codec) opj_destroy_codec(codec);
+        if (image) opj_image_destroy(image);
+    }
+};
+
+opj_stream_t* MakeStream(Stream& s, bool input) {
+    opj_stream_t* stream = opj_stream_create(1 << 16, input ? OPJ_TRUE : OPJ_FALSE);
+    if (!stream) return nullptr;
+    opj_stream_set_user_data(stream, &s, nullptr);
+    if (input) {
+        opj_stream_set_user_data_length(stream, s.size);
+        opj_stream_set_read_function(stream, ReadFn);
+    } else {
+        opj_stream_set_write_function(stream, WriteFn);
+    }
+    opj_stream_set_skip_function(stream, SkipFn);
+    opj_stream_set_seek_function(stream, SeekFn);
+    return stream;
+}
+
+void Silence(opj_codec_t* codec) {
+    opj_set_info_handler(codec, Quiet, nullptr);
+    opj_set_warning_handler(codec, Quiet, nullptr);
+    opj_set_error_handler(codec, Quiet, nullptr);
+}
+
+// Sample of component c at (x, y) of the first component's grid.
+BYTE Scale(const opj_image_comp_t& c, const opj_image_comp_t& first, std::uint32_t x,
+           std::uint32_t y) {
+    const std::uint64_t gx = std::uint64_t{x} * std::max<OPJ_UINT32>(first.dx, 1);
+    const std::uint64_t gy = std::uint64_t{y} * std::max<OPJ_UINT32>(first.dy, 1);
+    const std::uint32_t cx = static_cast<std::uint32_t>(
+        std::min<std::uint64_t>(gx / std::max<OPJ_UINT32>(c.dx, 1), c.w - 1));
+    const std::uint32_t cy = static_cast<std::uint32_t>(
+        std::min<std::uint64_t>(gy / std::max<OPJ_UINT32>(c.dy, 1), c.h - 1));
+    std::int64_t v = c.data[std::size_t{cy} * c.w + cx];
+    const int prec = static_cast<int>(std::clamp<OPJ_UINT32>(c.prec, 1, 31));
+    if (c.sgnd) v += std::int64_t{1} << (prec - 1);
+    const std::int64_t max = (std::int64_t{1} << prec) - 1;
+    v = std::clamp<std::int64_t>(v, 0, max);
+    return static_cast<BYTE>((v * 255 + max / 2) / max);
+}
+
+}  // namespace
+
+bool DecodeJpeg2000(CxImage& image, const std::uint8_t* data, std::size_t size, bool) {
+    if (size < 12) return false;
+    const bool codestream = data[0] == 0xFF && data[1] == 0x4F && data[2] == 0xFF && data[3] == 0x51;
+    Stream s;
+    s.data = data;
+    s.size = size;
+    Resources r;
+    r.codec = opj_create_decompress(codestream ? OPJ_CODEC_J2K : OPJ_CODEC_JP2);
+    if (!r.codec) return false;
+    Silence(r.codec);
+    opj_dparameters_t params;
+    opj_set_default_decoder_parameters(&params);
+    if (!opj_setup_decoder(r.codec, &params)) return false;
+    r.stream = MakeStream(s, true);
+    if (!r.stream) return false;
+    if (!opj_read_header(r.stream, r.codec, &r.image) || !r.image) return false;
+    if (r.image->numcomps < 1 || !r.image->comps) return false;
+    {
+        const std::int64_t gw = std::int64_t{r.image->x1} - r.image->x0;
+        const std::int64_t gh = std::int64_t{r.image->y1} - r.image->y0;
+        if (!image.PixelsAllowed(gw, gh)) return false;
+    }
+    if (!opj_decode(r.codec, r.stream, r.image) || !opj_end_decompress(r.codec, r.stream)) return false;
+    const opj_image_t* img = r.image;
+    const std::uint32_t n = img->numcomps;
+    for (std::uint32_t i = 0; i < n && i < 4; ++i)
+        if (!img->comps[i].data || img->comps[i].w == 0 || img->comps[i].h == 0) return false;
+    // The picture has the first component's size.
+    const std::int64_t w = img->comps[0].w, h = img->comps[0].h;
+    if (!image.PixelsAllowed(w, h)) return false;
+    const bool grey = n < 3;
+    const bool hasAlpha = n == 2 || n >= 4;
+    if (!image.Create(static_cast<DWORD>(w), static_cast<DWORD>(h), grey ? 8 : 24,
+                      codestream ? CXIMAGE_FORMAT_JPC : CXIMAGE_FORMAT_JP2))
+        return false;
+    if (hasAlpha && !image.AlphaCreate()) return false;
+    BYTE* alpha = image.AlphaGetPointer();
+    const bool sycc = !grey && img->color_space == OPJ_CLRSPC_SYCC;
+    for (std::uint32_t y = 0; y < h; ++y) {
+        const DWORD dy = static_cast<DWORD>(h - 1 - y);
+        BYTE* row = image.GetBits(dy);
+        for (std::uint32_t x = 0; x < w; ++x) {
+            if (grey) {
+                row[x] = Scale(img->comps[0], img->comps[0], x, y);
+            } else {
+                int r0 = Scale(img->comps[0], img->comps[0], x, y), g0 = Scale(img->comps[1], img->comps[0], x, y),
+                    b0 = Scale(img->comps[2], img->comps[0], x, y);
+                if (sycc) {
+                    const int yy = r0, cb = g0 - 128, cr = b0 - 128;
+                    r0 = std::clamp(yy + (91881 * cr + 32768) / 65536, 0, 255);
+                    g0 = std::clamp(yy - (22554 * cb + 46802 * cr + 32768) / 65536, 0, 255);
+                    b0 = std::clamp(yy + (116130 * cb + 32768) / 65536, 0, 255);
+                }
+                row[3 * x] = static_cast<BYTE>(b0);
+                row[3 * x + 1] = static_cast<BYTE>(g0);
+                row[3 * x + 2] = static_cast<BYTE>(r0);
+            }
+            if (alpha) alpha[std::size_t{dy} * w + x] = Scale(img->comps[n == 2 ? 1 : 3], img->comps[0], x, y);
+        }
+    }
+    return true;
+}
+
+bool EncodeJpeg2000(const CxImage& image, bool codestream, Bytes& out) {
+    const DWORD w = image.GetWidth(), h = image.GetHeight();
+    const bool grey = image.GetBpp() <= 8 && image.IsGrayScale();
+    const bool alpha = image.AlphaIsValid();
+    const int n = (grey ? 1 : 3) + (alpha ? 1 : 0);
+    opj_image_cmptparm_t parms[4];
+    std::memset(parms, 0, sizeof parms);
+    for (int i = 0; i < n; ++i) {
+        parms[i].dx = parms[i].dy = 1;
+        parms[i].w = w;
+        parms[i].h = h;
+        parms[i].prec = 8;
+        parms[i].sgnd = 0;
+    }
+    Resources r;
+    r.image = opj_image_create(static_cast<OPJ_UINT32>(n), parms, grey ? OPJ_CLRSPC_GRAY : OPJ_CLRSPC_SRGB);
+    if (!r.image) return false;
+    r.image->x0 = r.image->y0 = 0;
+    r.image->x1 = w;
+    r.image->y1 = h;
+    if (alpha) r.image->comps[n - 1].alpha = 1;
+    const BYTE* plane = image.AlphaGetPointer();
+    for (DWORD y = 0; y < h; ++y) {
+        const DWORD sy = h - 1 - y;
+        for (DWORD x = 0; x < w; ++x) {
+            const RGBQUAD c = image.GetPixelColor(static_cast<long>(x), static_cast<long>(sy));
+            const std::size_t i = std::size_t{y} * w + x;
+            if (grey) {
+                r.image->comps[0].data[i] = c.rgbRed;
+            } else {
+                r.image->comps[0].data[i] = c.rgbRed;
+                r.image->comps[1].data[i] = c.rgbGreen;
+                r.image->comps[2].data[i] = c.rgbBlue;
+            }
+            if (alpha) r.image->comps[n - 1].data[i] = plane[std::size_t{sy} * w + x];
+        }
+    }
+    opj_cparameters_t params;
+    opj_set_default_encoder_parameters(&params);
+    params.tcp_numlayers = 1;
+    params.tcp_rates[0] = 0;
+    params.cp_disto_alloc = 1;
+    params.tcp_mct = grey ? 0 : 1;
+    // Resolution levels must fit the smallest side.
+    int levels = 6;
+    while (levels > 1 && ((w >> (levels - 1)) < 1 || (h >> (levels - 1)) < 1)) --levels;
+    params.numresolution = levels;
+    r.codec = opj_create_compress(codestream ? OPJ_CODEC_J2K : OPJ_CODEC_JP2);
+    if (!r.codec) return false;
+    Silence(r.codec);
+    if (!opj_setup_encoder(r.codec, &params, r.image)) return false;
+    Stream s;
+    s.out = &out;
+    r.stream = MakeStream(s, false);
+    if (!r.stream) return false;
+    if (!opj_start_compress(r.codec, r.image, r.stream) || !opj_encode(r.codec, r.stream) ||
+        !opj_end_compress(r.codec, r.stream))
+        return false;
+    return true;
+}
+
+}  // namespace vellum::codec
