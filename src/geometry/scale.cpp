@@ -1,0 +1,451 @@
+#include "geometry/scale.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <new>
+#include <vector>
+
+#include "dib/dib.h"
+#include "dib/pixel_rows.h"
+#include "geometry/scale_crop.h"
+#include "platform/global_memory.h"
+
+namespace {
+
+using i64 = std::int64_t;
+
+// A 32-bit sum read back as the signed integer it was.
+inline std::int32_t S32(std::uint32_t v) { return static_cast<std::int32_t>(v); }
+
+// Division of a 32-bit sum by a count, as the signed 32-bit arithmetic does.
+inline BYTE Quotient(std::uint32_t sum, i64 count) {
+    return static_cast<BYTE>(static_cast<i64>(S32(sum)) / count);
+}
+
+// One axis of a resampler, planned once per call. Averaging: output k covers
+// source indices a[k] .. b[k] inclusive. Interpolating: index a[k], neighbour
+// b[k], fraction f[k] (10 bits).
+struct Axis {
+    bool average = false;
+    std::vector<std::int32_t> a, b, f;
+};
+
+// The 24-bit resampler's averaging rule (ceiling of the running position).
+Axis PlanAverage(i64 size, i64 newSize) {
+    Axis axis;
+    axis.average = true;
+    const i64 step = ((size << 10) - 1024) / newSize;
+    i64 acc = 0;
+    for (i64 k = 0; k < newSize; ++k) {
+        const i64 first = (acc >> 10) + ((acc & 1023) ? 1 : 0);
+        acc += step;
+        axis.a.push_back(static_cast<std::int32_t>(first));
+        axis.b.push_back(static_cast<std::int32_t>(acc >> 10));
+    }
+    return axis;
+}
+
+// The ramp resampler's box rule: [size x k / newSize, (size x k + size) / newSize).
+Axis PlanBox(i64 size, i64 newSize) {
+    Axis axis;
+    axis.average = true;
+    for (i64 k = 0; k < newSize; ++k) {
+        axis.a.push_back(static_cast<std::int32_t>(size * k / newSize));
+        axis.b.push_back(static_cast<std::int32_t>((size * k + size) / newSize - 1));
+    }
+    return axis;
+}
+
+// Linear interpolation; a new size of 1 (only reached from a size of 1 in
+// the ramp resampler) takes step 0, so the pixel is replicated.
+Axis PlanInterpolate(i64 size, i64 newSize) {
+    Axis axis;
+    const i64 step = newSize > 1 ? ((size << 10) - 1024) / (newSize - 1) : 0;
+    i64 acc = 0;
+    for (i64 k = 0; k < newSize; ++k) {
+        const i64 i = std::min(acc >> 10, size - 1);
+        axis.a.push_back(static_cast<std::int32_t>(i));
+        axis.b.push_back(static_cast<std::int32_t>(std::min(i + 1, size - 1)));
+        axis.f.push_back(static_cast<std::int32_t>(acc & 1023));
+        acc += step;
+    }
+    return axis;
+}
+
+// Source rows as bytes: 24-bit rows are read in place; 1-bit rows are
+// expanded to 0 / 255 bytes into one of two cached buffers.
+class RowSource {
+  public:
+    RowSource(const BYTE* bits, i64 stride, i64 width, bool oneBit)
+        : bits_(bits), stride_(stride), width_(width), oneBit_(oneBit) {
+        if (oneBit_) {
+            cache_[0].resize(static_cast<std::size_t>(width));
+            cache_[1].resize(static_cast<std::size_t>(width));
+        }
+    }
+    const BYTE* row(i64 y) {
+        const BYTE* s = bits_ + stride_ * y;
+        if (!oneBit_) return s;
+        for (int k = 0; k < 2; ++k) {
+            if (id_[k] == y) return cache_[k].data();
+        }
+        const int k = next_;
+        next_ ^= 1;
+        vellum::Row1To255(s, cache_[k].data(), width_);
+        id_[k] = y;
+        return cache_[k].data();
+    }
+
+  private:
+    const BYTE* bits_;
+    i64 stride_, width_;
+    bool oneBit_;
+    std::vector<BYTE> cache_[2];
+    i64 id_[2] = {-1, -1};
+    int next_ = 0;
+};
+
+// The four combinations of the axis rules, for C bytes per pixel.
+template <int C>
+void Resample(RowSource& rows, i64 width, const Axis& ax, const Axis& ay, BYTE* out,
+              i64 outStride) {
+    const i64 newW = static_cast<i64>(ax.a.size());
+    const i64 newH = static_cast<i64>(ay.a.size());
+    std::vector<std::uint32_t> acc;
+    if (ay.average && ax.average) {
+        acc.resize(static_cast<std::size_t>(width * C));
+        for (i64 y = 0; y < newH; ++y) {
+            std::fill(acc.begin(), acc.end(), 0u);
+            const i64 r0 = ay.a[y], r1 = ay.b[y];
+            for (i64 r = r0; r <= r1; ++r) {
+                const BYTE* p = rows.row(r);
+                for (i64 k = 0; k < width * C; ++k) acc[k] += p[k];
+            }
+            BYTE* d = out + outStride * y;
+            const i64 nRows = r1 - r0 + 1;
+            for (i64 x = 0; x < newW; ++x) {
+                const i64 c0 = ax.a[x], c1 = ax.b[x];
+                const i64 count = (c1 - c0 + 1) * nRows;
+                for (int c = 0; c < C; ++c) {
+                    std::uint32_t s = 0;
+                    for (i64 i = c0; i <= c1; ++i) s += acc[i * C + c];
+                    d[x * C + c] = Quotient(s, count);
+                }
+            }
+        }
+    } else if (ay.average) {
+        acc.resize(static_cast<std::size_t>(newW * C));
+        for (i64 y = 0; y < newH; ++y) {
+            std::fill(acc.begin(), acc.end(), 0u);
+            const i64 r0 = ay.a[y], r1 = ay.b[y];
+            for (i64 r = r0; r <= r1; ++r) {
+                const BYTE* p = rows.row(r);
+                for (i64 x = 0; x < newW; ++x) {
+                    const BYTE* pi = p + i64{ax.a[x]} * C;
+                    const BYTE* pj = p + i64{ax.b[x]} * C;
+                    const int f = ax.f[x];
+                    for (int c = 0; c < C; ++c) {
+                        acc[x * C + c] += static_cast<std::uint32_t>(
+                            (pi[c] * (1024 - f) + pj[c] * f) >> 10);
+                    }
+                }
+            }
+            BYTE* d = out + outStride * y;
+            for (i64 k = 0; k < newW * C; ++k) d[k] = Quotient(acc[k], r1 - r0 + 1);
+        }
+    } else if (ax.average) {
+        std::vector<BYTE> line(static_cast<std::size_t>(width * C));
+        for (i64 y = 0; y < newH; ++y) {
+            const BYTE* p = rows.row(ay.a[y]);
+            const BYTE* q = rows.row(ay.b[y]);
+            const int f = ay.f[y];
+            for (i64 k = 0; k < width * C; ++k) {
+                line[k] = static_cast<BYTE>((p[k] * (1024 - f) + q[k] * f) >> 10);
+            }
+            BYTE* d = out + outStride * y;
+            for (i64 x = 0; x < newW; ++x) {
+                const i64 c0 = ax.a[x], c1 = ax.b[x];
+                for (int c = 0; c < C; ++c) {
+                    std::uint32_t s = 0;
+                    for (i64 i = c0; i <= c1; ++i) s += line[i * C + c];
+                    d[x * C + c] = Quotient(s, c1 - c0 + 1);
+                }
+            }
+        }
+    } else {
+        for (i64 y = 0; y < newH; ++y) {
+            const BYTE* p = rows.row(ay.a[y]);
+            const BYTE* q = rows.row(ay.b[y]);
+            const int fy = ay.f[y];
+            BYTE* d = out + outStride * y;
+            for (i64 x = 0; x < newW; ++x) {
+                const i64 i = i64{ax.a[x]} * C, j = i64{ax.b[x]} * C;
+                const int fx = ax.f[x];
+                for (int c = 0; c < C; ++c) {
+                    const int top = q[i + c] * (1024 - fx) + q[j + c] * fx;
+                    const int low = p[i + c] * (1024 - fx) + p[j + c] * fx;
+                    d[x * C + c] = static_cast<BYTE>((top * fy + low * (1024 - fy)) >> 20);
+                }
+            }
+        }
+    }
+}
+
+bool ValidSource(const BITMAPINFO* info) {
+    return info->bmiHeader.biWidth >= 1 && info->bmiHeader.biHeight >= 1;
+}
+
+int Scale24(void*& bits, BITMAPINFO*& info, i64 newWidth, i64 newHeight) {
+    BITMAPINFOHEADER& h = info->bmiHeader;
+    const i64 width = h.biWidth, height = h.biHeight;
+    const i64 dstStride = (3 * newWidth + 3) & ~i64{3};
+    const i64 srcStride = (3 * width + 3) & ~i64{3};
+    h.biSizeImage = static_cast<DWORD>(dstStride * newHeight);  // before the allocation
+    BYTE* out = static_cast<BYTE*>(GlobalAllocChecked(GPTR, dstStride * newHeight));
+    if (!out) return 0;
+    try {
+        const Axis ay = newHeight <= height / 2 ? PlanAverage(height, newHeight)
+                                                : PlanInterpolate(height, newHeight);
+        const Axis ax = newWidth <= width / 2 ? PlanAverage(width, newWidth)
+                                              : PlanInterpolate(width, newWidth);
+        RowSource rows(static_cast<const BYTE*>(bits), srcStride, width, false);
+        Resample<3>(rows, width, ax, ay, out, dstStride);
+    } catch (const std::bad_alloc&) {
+        GlobalFree(out);
+        return 0;
+    }
+    h.biWidth = static_cast<LONG>(newWidth);
+    h.biHeight = static_cast<LONG>(newHeight);
+    GlobalFree(bits);
+    bits = out;
+    return 1;
+}
+
+// The ramp resampler's two mixed rules: sums over the averaged axis, then
+// interpolation along the other, divided by the count before the shift.
+void RampMixed(RowSource& rows, i64 width, i64 height, i64 newW, i64 newH, bool wideX,
+               BYTE* out, i64 outStride) {
+    if (wideX) {
+        const Axis ax = PlanInterpolate(width, newW);
+        std::vector<std::uint32_t> col(static_cast<std::size_t>(width));
+        for (i64 y = 0; y < newH; ++y) {
+            const i64 r0 = height * y / newH, r1 = (height * y + height) / newH;
+            std::fill(col.begin(), col.end(), 0u);
+            for (i64 r = r0; r < r1; ++r) {
+                const BYTE* p = rows.row(r);
+                for (i64 i = 0; i < width; ++i) col[i] += p[i];
+            }
+            BYTE* d = out + outStride * y;
+            for (i64 x = 0; x < newW; ++x) {
+                const std::uint32_t f = static_cast<std::uint32_t>(ax.f[x]);
+                const std::uint32_t v = col[ax.a[x]] * (1024 - f) + col[ax.b[x]] * f;
+                d[x] = static_cast<BYTE>((static_cast<i64>(S32(v)) / (r1 - r0)) >> 10);
+            }
+        }
+    } else {
+        const Axis ay = PlanInterpolate(height, newH);
+        for (i64 y = 0; y < newH; ++y) {
+            const BYTE* p = rows.row(ay.a[y]);
+            const BYTE* q = rows.row(ay.b[y]);
+            const std::uint32_t f = static_cast<std::uint32_t>(ay.f[y]);
+            BYTE* d = out + outStride * y;
+            for (i64 x = 0; x < newW; ++x) {
+                const i64 c0 = width * x / newW, c1 = (width * x + width) / newW;
+                std::uint32_t sa = 0, sb = 0;
+                for (i64 i = c0; i < c1; ++i) {
+                    sa += p[i];
+                    sb += q[i];
+                }
+                const std::uint32_t v = sa * (1024 - f) + sb * f;
+                d[x] = static_cast<BYTE>((static_cast<i64>(S32(v)) / (c1 - c0)) >> 10);
+            }
+        }
+    }
+}
+
+}  // namespace
+
+int ThScale1Bit(void*& bits, BITMAPINFO*& info, long newWidth, long newHeight, int toGrey) {
+    if (!info) return 0;
+    BITMAPINFO* fresh = VellumNewHeader(kFullHeaderBytes);
+    if (!fresh) return 0;
+    std::memcpy(fresh, info, 48);
+    VellumDeleteHeader(info);
+    info = fresh;
+
+    if (newWidth < 1 || newHeight < 1 || !bits || !ValidSource(info)) return 0;
+    if (newWidth > INT32_MAX || newHeight > INT32_MAX) return 0;
+    BITMAPINFOHEADER& h = info->bmiHeader;
+    const i64 width = h.biWidth, height = h.biHeight;
+    if (newWidth == width && newHeight == height) return 1;
+    const i64 srcStride = ((width + 7) / 8 + 3) & ~i64{3};
+    const auto* src = static_cast<const BYTE*>(bits);
+
+    if (toGrey == 0 || (newWidth >= width && newHeight >= height)) {
+        const i64 dstStride = ((i64{newWidth} + 7) / 8 + 3) & ~i64{3};
+        BYTE* out = static_cast<BYTE*>(GlobalAllocChecked(GPTR, dstStride * newHeight));
+        if (!out) return 0;
+        std::vector<std::int32_t> column;
+        try {
+            column.resize(static_cast<std::size_t>(newWidth));
+        } catch (const std::bad_alloc&) {
+            GlobalFree(out);
+            return 0;
+        }
+        for (i64 x = 0; x < newWidth; ++x) column[x] = static_cast<std::int32_t>(width * x / newWidth);
+        for (i64 y = 0; y < newHeight; ++y) {
+            const BYTE* s = src + srcStride * (height * y / newHeight);
+            BYTE* d = out + dstStride * y;
+            for (i64 x = 0; x < newWidth; ++x) {
+                const i64 sx = column[x];
+                if ((s[sx >> 3] >> (7 - (sx & 7))) & 1) d[x >> 3] |= static_cast<BYTE>(0x80 >> (x & 7));
+            }
+        }
+        h.biWidth = newWidth;
+        h.biHeight = newHeight;
+        h.biSizeImage = static_cast<DWORD>(dstStride * newHeight);
+        GlobalFree(bits);
+        bits = out;
+        return 1;
+    }
+
+    const i64 dstStride = (i64{newWidth} + 3) & ~i64{3};
+    BYTE* out = static_cast<BYTE*>(GlobalAllocChecked(GPTR, dstStride * newHeight));
+    if (!out) return 0;
+    try {
+        RowSource rows(src, srcStride, width, true);
+        const bool wideX = newWidth > width / 2;
+        const bool wideY = newHeight > height / 2;
+        if (wideX && wideY) {
+            Resample<1>(rows, width, PlanInterpolate(width, newWidth),
+                        PlanInterpolate(height, newHeight), out, dstStride);
+        } else if (!wideX && !wideY) {
+            Resample<1>(rows, width, PlanBox(width, newWidth), PlanBox(height, newHeight), out,
+                        dstStride);
+        } else {
+            RampMixed(rows, width, height, newWidth, newHeight, wideX, out, dstStride);
+        }
+    } catch (const std::bad_alloc&) {
+        GlobalFree(out);
+        return 0;
+    }
+    RGBQUAD* table = VellumColorTable(info);
+    const RGBQUAD e0 = table[0], e1 = table[1];
+    for (int k = 0; k < 256; ++k) {
+        table[k].rgbBlue = static_cast<BYTE>(e0.rgbBlue + (e1.rgbBlue - e0.rgbBlue) * k / 255);
+        table[k].rgbGreen = static_cast<BYTE>(e0.rgbGreen + (e1.rgbGreen - e0.rgbGreen) * k / 255);
+        table[k].rgbRed = static_cast<BYTE>(e0.rgbRed + (e1.rgbRed - e0.rgbRed) * k / 255);
+        table[k].rgbReserved = 0;
+    }
+    h.biBitCount = 8;
+    h.biClrUsed = 0;
+    h.biClrImportant = 0;
+    h.biWidth = newWidth;
+    h.biHeight = newHeight;
+    h.biSizeImage = static_cast<DWORD>(dstStride * newHeight);
+    GlobalFree(bits);
+    bits = out;
+    return 1;
+}
+
+int ThScale(void*& bits, BITMAPINFO*& info, long newWidth, long newHeight, int mode) {
+    if (!bits || !info) return 0;
+    if (!ValidSource(info) || newWidth > INT32_MAX || newHeight > INT32_MAX) return 0;
+    const BITMAPINFOHEADER& h = info->bmiHeader;
+    if (newWidth == h.biWidth && newHeight == h.biHeight) return 1;
+    if (h.biBitCount == 1) return ThScale1Bit(bits, info, newWidth, newHeight, 1);
+    if (h.biBitCount < 24) return ThScaleAll(bits, info, newWidth, newHeight, mode);
+    newWidth = std::max(newWidth, 2L);
+    newHeight = std::max(newHeight, 2L);
+    if (h.biBitCount != 24) return 0;
+    return Scale24(bits, info, newWidth, newHeight);
+}
+
+int ThScaleAll(void*& bits, BITMAPINFO*& info, long newWidth, long newHeight, int mode) {
+    if (!info || !bits || newWidth < 1 || newHeight < 1) return 0;
+    if (!ValidSource(info) || newWidth > INT32_MAX || newHeight > INT32_MAX) return 0;
+    BITMAPINFOHEADER& h = info->bmiHeader;
+    const i64 width = h.biWidth, height = h.biHeight;
+    if (newWidth == width && newHeight == height) return 1;
+    const int bitCount = h.biBitCount;
+    if (mode != 0 || bitCount == 1 || bitCount == 24) {
+        return ThScaleCrop(bits, info, static_cast<int>(newWidth), static_cast<int>(newHeight),
+                           CRect(0, 0, static_cast<int>(newWidth), static_cast<int>(newHeight))) ==
+               1;
+    }
+    const i64 dstStride = ((bitCount * i64{newWidth} + 7) / 8 + 3) & ~i64{3};
+    BYTE* out = static_cast<BYTE*>(GlobalAllocChecked(GPTR, dstStride * newHeight));
+    if (!out) return 0;
+    if (bitCount == 8 || bitCount == 4) {
+        std::vector<std::int32_t> column;
+        try {
+            column.resize(static_cast<std::size_t>(newWidth));
+        } catch (const std::bad_alloc&) {
+            GlobalFree(out);
+            return 0;
+        }
+        for (i64 x = 0; x < newWidth; ++x) column[x] = static_cast<std::int32_t>(x * width / newWidth);
+        const i64 srcStride = VellumDibStride(bitCount, width);
+        const auto* src = static_cast<const BYTE*>(bits);
+        for (i64 y = 0; y < newHeight; ++y) {
+            const BYTE* s = src + srcStride * (y * height / newHeight);
+            BYTE* d = out + dstStride * y;
+            if (bitCount == 8) {
+                for (i64 x = 0; x < newWidth; ++x) d[x] = s[column[x]];
+            } else {
+                for (i64 x = 0; x < newWidth; ++x) {
+                    const int v = vellum::PixelIndex(s, column[x], 4);
+                    d[x >> 1] |= static_cast<BYTE>((x & 1) ? v : v << 4);
+                }
+            }
+        }
+    }
+    h.biWidth = newWidth;
+    h.biHeight = newHeight;
+    h.biSizeImage = static_cast<DWORD>(dstStride * newHeight);
+    GlobalFree(bits);
+    bits = out;
+    return 1;
+}
+
+int ThScaleCrop(void*& bits, BITMAPINFO*& info, int width, int height, CRect keep) {
+    BITMAPINFO* fresh = VellumNewHeader(kFullHeaderBytes);
+    if (!fresh) return 0;
+    void* made = nullptr;
+    SIZE size{width, height};
+    const int result = VellumScaleCropEngine(fresh, &made, info, bits, &size, keep.left, keep.top,
+                                             keep.right, keep.bottom, 2);
+    // The pair is replaced whatever the engine answered.
+    VellumDeleteHeader(info);
+    info = fresh;
+    GlobalFree(bits);
+    bits = made;
+    return result;
+}
+
+int ThCreateThumbail(CSize& box, void*& bits, BITMAPINFO*& info) {
+    if (!bits || !info) return 0;
+    if (!ValidSource(info)) return 0;
+    const i64 width = info->bmiHeader.biWidth, height = info->bmiHeader.biHeight;
+    const double rx = static_cast<double>(box.cx) / static_cast<double>(width);
+    const float ry = static_cast<float>(static_cast<double>(box.cy) / static_cast<double>(height));
+    auto toLong = [](double v) -> LONG {
+        if (!(v > -2147483648.0)) return INT32_MIN;
+        if (v >= 2147483647.0) return INT32_MAX;
+        return static_cast<LONG>(v);
+    };
+    if (rx < ry) {
+        box.cy = toLong(static_cast<double>(height) * rx);
+    } else {
+        box.cx = toLong(static_cast<double>(width) * static_cast<double>(ry));
+    }
+    if (box.cx >= width && box.cy >= height) {
+        box.cx = static_cast<LONG>(width);
+        box.cy = static_cast<LONG>(height);
+        return 1;
+    }
+    box.cx = std::max<LONG>(box.cx, 1);
+    box.cy = std::max<LONG>(box.cy, 1);
+    return ThScale(bits, info, box.cx, box.cy, 1);
+}
