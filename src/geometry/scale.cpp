@@ -20,7 +20,7 @@ inline std::int32_t S32(std::uint32_t v) { return static_cast<std::int32_t>(v); 
 
 // Division of a 32-bit sum by a count, as the signed 32-bit arithmetic does.
 inline BYTE Quotient(std::uint32_t sum, i64 count) {
-    return static_cast<BYTE>(static_cast<i64>(S32(sum)) / count);
+    return static_cast<BYTE>(S32(sum) / static_cast<std::int32_t>(count));
 }
 
 // One axis of a resampler, planned once per call. Averaging: output k covers
@@ -174,19 +174,39 @@ void Resample(RowSource& rows, i64 width, const Axis& ax, const Axis& ay, BYTE* 
             }
         }
     } else {
-        for (i64 y = 0; y < newH; ++y) {
-            const BYTE* p = rows.row(ay.a[y]);
-            const BYTE* q = rows.row(ay.b[y]);
-            const int fy = ay.f[y];
-            BYTE* d = out + outStride * y;
+        // Bilinear. The horizontal sums q(i) x (1024 - fx) + q(i+1) x fx are
+        // exact integers, so each source row's are made once and kept while
+        // the row stays a neighbour; the vertical blend then shifts by 20.
+        const std::size_t n = static_cast<std::size_t>(newW * C);
+        std::vector<std::int32_t> cache[2] = {std::vector<std::int32_t>(n),
+                                              std::vector<std::int32_t>(n)};
+        i64 cached[2] = {-1, -1};
+        const std::int32_t* ia = ax.a.data();
+        const std::int32_t* ib = ax.b.data();
+        const std::int32_t* fxs = ax.f.data();
+        auto horizontal = [&](i64 r) -> const std::int32_t* {
+            for (int k = 0; k < 2; ++k) {
+                if (cached[k] == r) return cache[k].data();
+            }
+            // Replace the entry that is not the other neighbour of this row.
+            const int k = cached[0] == r - 1 || cached[0] == r + 1 ? 1 : 0;
+            const BYTE* __restrict p = rows.row(r);
+            std::int32_t* __restrict h = cache[k].data();
             for (i64 x = 0; x < newW; ++x) {
-                const i64 i = i64{ax.a[x]} * C, j = i64{ax.b[x]} * C;
-                const int fx = ax.f[x];
-                for (int c = 0; c < C; ++c) {
-                    const int top = q[i + c] * (1024 - fx) + q[j + c] * fx;
-                    const int low = p[i + c] * (1024 - fx) + p[j + c] * fx;
-                    d[x * C + c] = static_cast<BYTE>((top * fy + low * (1024 - fy)) >> 20);
-                }
+                const i64 i = i64{ia[x]} * C, j = i64{ib[x]} * C;
+                const int fx = fxs[x];
+                for (int c = 0; c < C; ++c) h[x * C + c] = p[i + c] * (1024 - fx) + p[j + c] * fx;
+            }
+            cached[k] = r;
+            return h;
+        };
+        for (i64 y = 0; y < newH; ++y) {
+            const std::int32_t* low = horizontal(ay.a[y]);
+            const std::int32_t* top = horizontal(ay.b[y]);
+            const int fy = ay.f[y];
+            BYTE* __restrict d = out + outStride * y;
+            for (std::size_t k = 0; k < n; ++k) {
+                d[k] = static_cast<BYTE>((top[k] * fy + low[k] * (1024 - fy)) >> 20);
             }
         }
     }
