@@ -161,11 +161,25 @@ int ThRotateFreeAngle(void*& bits, BITMAPINFO*& info, double angle, int backgrou
 
     if (bitCount == 24) {
         const i64 limitX = width * 1024, limitY = height * 1024;
+        const i64 innerX = (width - 1) * 1024, innerY = (height - 1) * 1024;
         for (i64 yd = -hh; yd < newHeight - hh; ++yd) {
             BYTE* d = out + dstStride * (yd + hh);
             i64 X = cx * 1024 + (-hw) * C - yd * S;
             i64 Y = cy * 1024 + (-hw) * S + yd * C;
             for (i64 k = 0; k < newWidth; ++k, X += C, Y += S, d += 3) {
+                if (X >= 0 && X < innerX && Y >= 0 && Y < innerY) {
+                    // All four neighbours inside: no background to mix in.
+                    const int fx = static_cast<int>(X & 1023), fy = static_cast<int>(Y & 1023);
+                    const BYTE* p0 = src + srcStride * (Y >> 10) + 3 * (X >> 10);
+                    const BYTE* p1 = p0 + srcStride;
+                    for (int c = 0; c < 3; ++c) {
+                        d[c] = static_cast<BYTE>(
+                            ((p0[3 + c] * fx + p0[c] * (1024 - fx)) * (1024 - fy) +
+                             (p1[c] * (1024 - fx) + p1[3 + c] * fx) * fy) >>
+                            20);
+                    }
+                    continue;
+                }
                 if (!(X > -1024 && X < limitX && Y > -1024 && Y < limitY)) continue;
                 const i64 ix = X < 0 ? -1 : X >> 10;
                 const i64 iy = Y < 0 ? -1 : Y >> 10;

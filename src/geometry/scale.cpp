@@ -18,10 +18,105 @@ using i64 = std::int64_t;
 // A 32-bit sum read back as the signed integer it was.
 inline std::int32_t S32(std::uint32_t v) { return static_cast<std::int32_t>(v); }
 
-// Division of a 32-bit sum by a count, as the signed 32-bit arithmetic does.
-inline BYTE Quotient(std::uint32_t sum, i64 count) {
-    return static_cast<BYTE>(S32(sum) / static_cast<std::int32_t>(count));
+// Exact division of a 32-bit sum by a count through a multiply: with
+// k = 32 + ceil(log2 d) and m = ceil(2^k / d), (n x m) >> k is n / d for every
+// 0 <= n < 2^32, and n < 2^31 keeps the product inside 64 bits. A sum that
+// wrapped negative takes the plain signed division.
+struct Reciprocal {
+    std::uint64_t m = 1;
+    int k = 0;
+    std::int32_t d = 1;
+};
+
+inline Reciprocal MakeReciprocal(i64 count) {
+    Reciprocal r;
+    r.d = static_cast<std::int32_t>(count);
+    int l = 0;
+    while ((i64{1} << l) < count) ++l;
+    r.k = 32 + l;
+    r.m = ((std::uint64_t{1} << r.k) + static_cast<std::uint64_t>(count) - 1) /
+          static_cast<std::uint64_t>(count);
+    return r;
 }
+
+inline BYTE Divide(std::uint32_t sum, const Reciprocal& r) {
+    const std::int32_t n = S32(sum);
+    if (n < 0) return static_cast<BYTE>(n / r.d);
+    return static_cast<BYTE>((static_cast<std::uint64_t>(n) * r.m) >> r.k);
+}
+
+// Reciprocals of the small counts a call meets, made on first use.
+class Reciprocals {
+  public:
+    const Reciprocal& operator()(i64 count) {
+        if (count < static_cast<i64>(kCached)) {
+            Reciprocal& r = cache_[static_cast<std::size_t>(count)];
+            if (r.k == 0) r = MakeReciprocal(count);
+            return r;
+        }
+        other_ = MakeReciprocal(count);
+        return other_;
+    }
+
+  private:
+    static constexpr std::size_t kCached = 1024;
+    std::vector<Reciprocal> cache_ = std::vector<Reciprocal>(kCached);
+    Reciprocal other_;
+};
+
+// The two loops of the bilinear rule. They are integer-exact, so the AVX2
+// copies chosen at run time give the same bytes with wider multiplies.
+#define VELLUM_ALWAYS_INLINE inline __attribute__((always_inline))
+
+VELLUM_ALWAYS_INLINE void BlendBody(const std::int32_t* __restrict top,
+                                    const std::int32_t* __restrict low, BYTE* __restrict d,
+                                    std::size_t n, int fy) {
+    for (std::size_t k = 0; k < n; ++k) {
+        d[k] = static_cast<BYTE>((top[k] * fy + low[k] * (1024 - fy)) >> 20);
+    }
+}
+
+template <int C>
+VELLUM_ALWAYS_INLINE void InterpolateBody(const BYTE* __restrict p, std::int32_t* __restrict h,
+                                          i64 newW, const std::int32_t* __restrict ia,
+                                          const std::int32_t* __restrict ib,
+                                          const std::int32_t* __restrict fxs) {
+    for (i64 x = 0; x < newW; ++x) {
+        const i64 i = i64{ia[x]} * C, j = i64{ib[x]} * C;
+        const int fx = fxs[x];
+        for (int c = 0; c < C; ++c) h[x * C + c] = p[i + c] * (1024 - fx) + p[j + c] * fx;
+    }
+}
+
+void BlendPlain(const std::int32_t* top, const std::int32_t* low, BYTE* d, std::size_t n, int fy) {
+    BlendBody(top, low, d, n, fy);
+}
+
+template <int C>
+void InterpolatePlain(const BYTE* p, std::int32_t* h, i64 newW, const std::int32_t* ia,
+                      const std::int32_t* ib, const std::int32_t* fxs) {
+    InterpolateBody<C>(p, h, newW, ia, ib, fxs);
+}
+
+#if defined(__x86_64__)
+__attribute__((target("avx2"))) void BlendAvx2(const std::int32_t* top, const std::int32_t* low,
+                                               BYTE* d, std::size_t n, int fy) {
+    BlendBody(top, low, d, n, fy);
+}
+
+template <int C>
+__attribute__((target("avx2"))) void InterpolateAvx2(const BYTE* p, std::int32_t* h, i64 newW,
+                                                     const std::int32_t* ia,
+                                                     const std::int32_t* ib,
+                                                     const std::int32_t* fxs) {
+    InterpolateBody<C>(p, h, newW, ia, ib, fxs);
+}
+
+bool HasAvx2() {
+    static const bool has = __builtin_cpu_supports("avx2");
+    return has;
+}
+#endif
 
 // One axis of a resampler, planned once per call. Averaging: output k covers
 // source indices a[k] .. b[k] inclusive. Interpolating: index a[k], neighbour
@@ -113,6 +208,7 @@ void Resample(RowSource& rows, i64 width, const Axis& ax, const Axis& ay, BYTE* 
     const i64 newW = static_cast<i64>(ax.a.size());
     const i64 newH = static_cast<i64>(ay.a.size());
     std::vector<std::uint32_t> acc;
+    Reciprocals divide;
     if (ay.average && ax.average) {
         acc.resize(static_cast<std::size_t>(width * C));
         for (i64 y = 0; y < newH; ++y) {
@@ -126,12 +222,13 @@ void Resample(RowSource& rows, i64 width, const Axis& ax, const Axis& ay, BYTE* 
             const i64 nRows = r1 - r0 + 1;
             for (i64 x = 0; x < newW; ++x) {
                 const i64 c0 = ax.a[x], c1 = ax.b[x];
-                const i64 count = (c1 - c0 + 1) * nRows;
-                for (int c = 0; c < C; ++c) {
-                    std::uint32_t s = 0;
-                    for (i64 i = c0; i <= c1; ++i) s += acc[i * C + c];
-                    d[x * C + c] = Quotient(s, count);
+                const Reciprocal& by = divide((c1 - c0 + 1) * nRows);
+                const std::uint32_t* col = acc.data() + c0 * C;
+                std::uint32_t s[C] = {};
+                for (i64 i = 0; i <= c1 - c0; ++i) {
+                    for (int c = 0; c < C; ++c) s[c] += col[i * C + c];
                 }
+                for (int c = 0; c < C; ++c) d[x * C + c] = Divide(s[c], by);
             }
         }
     } else if (ay.average) {
@@ -152,7 +249,8 @@ void Resample(RowSource& rows, i64 width, const Axis& ax, const Axis& ay, BYTE* 
                 }
             }
             BYTE* d = out + outStride * y;
-            for (i64 k = 0; k < newW * C; ++k) d[k] = Quotient(acc[k], r1 - r0 + 1);
+            const Reciprocal& by = divide(r1 - r0 + 1);
+            for (i64 k = 0; k < newW * C; ++k) d[k] = Divide(acc[k], by);
         }
     } else if (ax.average) {
         std::vector<BYTE> line(static_cast<std::size_t>(width * C));
@@ -166,11 +264,12 @@ void Resample(RowSource& rows, i64 width, const Axis& ax, const Axis& ay, BYTE* 
             BYTE* d = out + outStride * y;
             for (i64 x = 0; x < newW; ++x) {
                 const i64 c0 = ax.a[x], c1 = ax.b[x];
-                for (int c = 0; c < C; ++c) {
-                    std::uint32_t s = 0;
-                    for (i64 i = c0; i <= c1; ++i) s += line[i * C + c];
-                    d[x * C + c] = Quotient(s, c1 - c0 + 1);
+                const Reciprocal& by = divide(c1 - c0 + 1);
+                std::uint32_t s[C] = {};
+                for (i64 i = c0; i <= c1; ++i) {
+                    for (int c = 0; c < C; ++c) s[c] += line[i * C + c];
                 }
+                for (int c = 0; c < C; ++c) d[x * C + c] = Divide(s[c], by);
             }
         }
     } else {
@@ -184,30 +283,29 @@ void Resample(RowSource& rows, i64 width, const Axis& ax, const Axis& ay, BYTE* 
         const std::int32_t* ia = ax.a.data();
         const std::int32_t* ib = ax.b.data();
         const std::int32_t* fxs = ax.f.data();
+        auto* interpolate = &InterpolatePlain<C>;
+        auto* blend = &BlendPlain;
+#if defined(__x86_64__)
+        if (HasAvx2()) {
+            interpolate = &InterpolateAvx2<C>;
+            blend = &BlendAvx2;
+        }
+#endif
         auto horizontal = [&](i64 r) -> const std::int32_t* {
             for (int k = 0; k < 2; ++k) {
                 if (cached[k] == r) return cache[k].data();
             }
             // Replace the entry that is not the other neighbour of this row.
             const int k = cached[0] == r - 1 || cached[0] == r + 1 ? 1 : 0;
-            const BYTE* __restrict p = rows.row(r);
-            std::int32_t* __restrict h = cache[k].data();
-            for (i64 x = 0; x < newW; ++x) {
-                const i64 i = i64{ia[x]} * C, j = i64{ib[x]} * C;
-                const int fx = fxs[x];
-                for (int c = 0; c < C; ++c) h[x * C + c] = p[i + c] * (1024 - fx) + p[j + c] * fx;
-            }
+            std::int32_t* h = cache[k].data();
+            interpolate(rows.row(r), h, newW, ia, ib, fxs);
             cached[k] = r;
             return h;
         };
         for (i64 y = 0; y < newH; ++y) {
             const std::int32_t* low = horizontal(ay.a[y]);
             const std::int32_t* top = horizontal(ay.b[y]);
-            const int fy = ay.f[y];
-            BYTE* __restrict d = out + outStride * y;
-            for (std::size_t k = 0; k < n; ++k) {
-                d[k] = static_cast<BYTE>((top[k] * fy + low[k] * (1024 - fy)) >> 20);
-            }
+            blend(top, low, out + outStride * y, n, ay.f[y]);
         }
     }
 }
