@@ -8,6 +8,7 @@
 
 #include "dib/dib.h"
 #include "dib/pixel_rows.h"
+#include "geometry/reciprocal.h"
 #include "geometry/scale_crop.h"
 #include "platform/global_memory.h"
 
@@ -18,27 +19,10 @@ using i64 = std::int64_t;
 // A 32-bit sum read back as the signed integer it was.
 inline std::int32_t S32(std::uint32_t v) { return static_cast<std::int32_t>(v); }
 
-// Exact division of a 32-bit sum by a count through a multiply: with
-// k = 32 + ceil(log2 d) and m = ceil(2^k / d), (n x m) >> k is n / d for every
-// 0 <= n < 2^32, and n < 2^31 keeps the product inside 64 bits. A sum that
-// wrapped negative takes the plain signed division.
-struct Reciprocal {
-    std::uint64_t m = 1;
-    int k = 0;
-    std::int32_t d = 1;
-};
+using vellum::geometry::MakeReciprocal;
+using vellum::geometry::Reciprocal;
 
-inline Reciprocal MakeReciprocal(i64 count) {
-    Reciprocal r;
-    r.d = static_cast<std::int32_t>(count);
-    int l = 0;
-    while ((i64{1} << l) < count) ++l;
-    r.k = 32 + l;
-    r.m = ((std::uint64_t{1} << r.k) + static_cast<std::uint64_t>(count) - 1) /
-          static_cast<std::uint64_t>(count);
-    return r;
-}
-
+// A 32-bit sum over a count, as the signed 32-bit division gives it.
 inline BYTE Divide(std::uint32_t sum, const Reciprocal& r) {
     const std::int32_t n = S32(sum);
     if (n < 0) return static_cast<BYTE>(n / r.d);

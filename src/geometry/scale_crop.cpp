@@ -9,11 +9,15 @@
 
 #include "dib/dib.h"
 #include "dib/pixel_rows.h"
+#include "geometry/reciprocal.h"
 #include "platform/global_memory.h"
 
 namespace {
 
 using i64 = std::int64_t;
+using vellum::geometry::DivideUnsigned;
+using vellum::geometry::MakeReciprocal;
+using vellum::geometry::Reciprocal;
 
 LONG ClampLong(double v) {
     if (!(v > -2147483648.0)) return v != v ? 0 : INT32_MIN;
@@ -45,6 +49,7 @@ class RowResampler {
         second_.assign(static_cast<std::size_t>(count), 0);
         if (shrink_) {
             // second_ holds the number of source pixels averaged.
+            divide_.assign(static_cast<std::size_t>(count), Reciprocal{});
             i64 i = width * left / scaledWidth;
             i64 start = i;
             i64 d = left;
@@ -53,6 +58,7 @@ class RowResampler {
                     first_[static_cast<std::size_t>(d - left)] = static_cast<std::int32_t>(start);
                     second_[static_cast<std::size_t>(d - left)] =
                         static_cast<std::int32_t>(i - start + 1);
+                    divide_[static_cast<std::size_t>(d - left)] = MakeReciprocal(i - start + 1);
                     start = i + 1;
                     ++d;
                 }
@@ -73,7 +79,8 @@ class RowResampler {
 
     std::size_t bytes() const {
         return (first_.capacity() + second_.capacity() + weight_.capacity()) *
-               sizeof(std::int32_t);
+                   sizeof(std::int32_t) +
+               divide_.capacity() * sizeof(Reciprocal);
     }
 
     void run(const BYTE* src, BYTE* dst) const {
@@ -90,9 +97,10 @@ class RowResampler {
                         r += p[2];
                     }
                     if (n == 0) continue;  // never planned so; kept safe
-                    dst[3 * k] = static_cast<BYTE>(b / n);
-                    dst[3 * k + 1] = static_cast<BYTE>(g / n);
-                    dst[3 * k + 2] = static_cast<BYTE>(r / n);
+                    const Reciprocal& by = divide_[k];
+                    dst[3 * k] = static_cast<BYTE>(DivideUnsigned(b, by));
+                    dst[3 * k + 1] = static_cast<BYTE>(DivideUnsigned(g, by));
+                    dst[3 * k + 2] = static_cast<BYTE>(DivideUnsigned(r, by));
                 }
             } else {
                 for (std::size_t k = 0; k < count; ++k) {
@@ -101,7 +109,7 @@ class RowResampler {
                     std::uint32_t s = 0;
                     for (std::uint32_t m = 0; m < n; ++m) s += p[m];
                     if (n == 0) continue;
-                    dst[k] = static_cast<BYTE>(s / n);
+                    dst[k] = static_cast<BYTE>(DivideUnsigned(s, divide_[k]));
                 }
             }
             return;
@@ -128,6 +136,7 @@ class RowResampler {
     int channels_ = 3;
     bool shrink_ = true;
     std::vector<std::int32_t> first_, second_, weight_;
+    std::vector<Reciprocal> divide_;
 };
 
 }  // namespace
@@ -307,8 +316,9 @@ int VellumScaleCropEngine(BITMAPINFO* dstInfo, void** dstBits, BITMAPINFO* srcIn
             ++n;
             if (srcRow * scaledH / height >= y) {
                 BYTE* d = out + outStride * (y - t);
+                const Reciprocal by = MakeReciprocal(n);
                 for (std::size_t k = 0; k < rowBytes; ++k) {
-                    d[k] = static_cast<BYTE>(sums[k] / n);
+                    d[k] = static_cast<BYTE>(DivideUnsigned(sums[k], by));
                     sums[k] = 0;
                 }
                 n = 0;
