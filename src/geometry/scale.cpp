@@ -377,6 +377,9 @@ int ThScale1Bit(void*& bits, BITMAPINFO*& info, long newWidth, long newHeight, i
     info = fresh;
 
     if (newWidth < 1 || newHeight < 1 || !bits || !ValidSource(info)) return 0;
+    // Only 1-bit rows can be read here; another depth would leave a header
+    // that does not describe the new bits.
+    if (info->bmiHeader.biBitCount != 1) return 0;
     if (newWidth > INT32_MAX || newHeight > INT32_MAX) return 0;
     BITMAPINFOHEADER& h = info->bmiHeader;
     const i64 width = h.biWidth, height = h.biHeight;

@@ -34,7 +34,9 @@ VELLUM_API int ThScale(void*& bits, BITMAPINFO*& info, long newWidth, long newHe
 
 // 1-bit scaling. First, unconditionally (before any test but a null header),
 // the header block is replaced by a new 1064-byte block holding the same
-// first 48 bytes [quirk: 1bit-new-header]. Sides below 1 fail with 0.
+// first 48 bytes [quirk: 1bit-new-header]. Sides below 1 fail with 0, and
+// so does an image that is not 1-bit (a choice made here: its rows cannot be
+// read as bits, and the result's header would not describe its block).
 //  - toGrey 0, or growing both ways: bit nearest neighbour (source row
 //    height x y / newHeight, column width x x / newWidth); stays 1-bit.
 //  - otherwise an 8-bit ramp image: biClrUsed and biClrImportant 0, entry k =

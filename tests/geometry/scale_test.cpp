@@ -182,6 +182,12 @@ TEST(Scale1Bit, RampTableAndFailures) {
     EXPECT_EQ(p.bits, before);
     EXPECT_EQ(ThScale1Bit(p.bits, p.info, 4, 4, 1), 1);
     EXPECT_EQ(p.bits, before);
+    // Other depths are refused rather than read as bits.
+    Make(p, 4, 4, 32);
+    before = p.bits;
+    EXPECT_EQ(ThScale1Bit(p.bits, p.info, 2, 2, 0), 0);
+    EXPECT_EQ(p.bits, before);
+    EXPECT_EQ(p.h().biBitCount, 32);
 }
 
 TEST(Scale1Bit, FourRampRules) {
