@@ -72,6 +72,13 @@ VELLUM_ALWAYS_INLINE void InterpolateBody(const BYTE* __restrict p, std::int32_t
     }
 }
 
+VELLUM_ALWAYS_INLINE void AccumulateBody(std::uint32_t* __restrict acc, const BYTE* __restrict p,
+                                         i64 n) {
+    for (i64 k = 0; k < n; ++k) acc[k] += p[k];
+}
+
+void AccumulatePlain(std::uint32_t* acc, const BYTE* p, i64 n) { AccumulateBody(acc, p, n); }
+
 void BlendPlain(const std::int32_t* top, const std::int32_t* low, BYTE* d, std::size_t n, int fy) {
     BlendBody(top, low, d, n, fy);
 }
@@ -94,6 +101,10 @@ __attribute__((target("avx2"))) void InterpolateAvx2(const BYTE* p, std::int32_t
                                                      const std::int32_t* ib,
                                                      const std::int32_t* fxs) {
     InterpolateBody<C>(p, h, newW, ia, ib, fxs);
+}
+
+__attribute__((target("avx2"))) void AccumulateAvx2(std::uint32_t* acc, const BYTE* p, i64 n) {
+    AccumulateBody(acc, p, n);
 }
 
 bool HasAvx2() {
@@ -194,14 +205,15 @@ void Resample(RowSource& rows, i64 width, const Axis& ax, const Axis& ay, BYTE* 
     std::vector<std::uint32_t> acc;
     Reciprocals divide;
     if (ay.average && ax.average) {
+        auto* accumulate = &AccumulatePlain;
+#if defined(__x86_64__)
+        if (HasAvx2()) accumulate = &AccumulateAvx2;
+#endif
         acc.resize(static_cast<std::size_t>(width * C));
         for (i64 y = 0; y < newH; ++y) {
             std::fill(acc.begin(), acc.end(), 0u);
             const i64 r0 = ay.a[y], r1 = ay.b[y];
-            for (i64 r = r0; r <= r1; ++r) {
-                const BYTE* p = rows.row(r);
-                for (i64 k = 0; k < width * C; ++k) acc[k] += p[k];
-            }
+            for (i64 r = r0; r <= r1; ++r) accumulate(acc.data(), rows.row(r), width * C);
             BYTE* d = out + outStride * y;
             const i64 nRows = r1 - r0 + 1;
             for (i64 x = 0; x < newW; ++x) {
