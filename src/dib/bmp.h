@@ -25,7 +25,8 @@ inline constexpr std::uint64_t kBmpSmallImageBytes = 64ull << 20;
 // Reads the file header into *fileHeader and the info header plus colour
 // table into *out (a block of at least 1064 bytes), and leaves the file at
 // bfOffBits. The table read is 2^biBitCount entries for 8 bits or fewer,
-// whatever biClrUsed says (which keeps the file's value). [quirk]
+// whatever biClrUsed says (which keeps the file's value). [quirk:
+// table-ignores-clrused]
 // Returns biCompression (>= 0), or -1 for a null argument, a short or
 // non-"BM" file, a bad header or a failed allocation. Never throws.
 VELLUM_API int ThReadBmpInfo(CFile* file, BITMAPFILEHEADER* fileHeader, BITMAPINFO* out);
@@ -36,7 +37,10 @@ VELLUM_API int ThReadBmpInfo(CFile* file, BITMAPFILEHEADER* fileHeader, BITMAPIN
 // cannot be converted. On success the pair holds a 1064-byte header block and
 // a bits block of max(stride x height, biSizeImage) bytes; 16- and 32-bit
 // images come back as 24-bit, biClrUsed is 0 for 24 bits, and biSizeImage is
-// that buffer size (for a converted image, the size before conversion) [quirk].
+// that buffer size (for a converted image, the size before conversion) [quirk:
+// sizeimage-before-conversion]. Compressed data is read up to that buffer
+// size too, so a file whose biSizeImage understates its compressed data has
+// the rest ignored [quirk: compressed-read-size].
 // On -1 from a bad header info is released and null and bits is untouched; on
 // -1 from a failed pixel allocation info stays valid and bits is null (the old
 // block released). Callers release whatever is non-null.

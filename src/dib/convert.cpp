@@ -1,4 +1,5 @@
 #include "dib/convert.h"
+#include "dib/ddb.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -46,6 +47,23 @@ void RowIndexedTo24(const BYTE* src, BYTE* dst, std::int64_t width, int bits,
     }
 }
 
+void RowsTo24(const BYTE* src, std::int64_t srcStride, BYTE* dst, std::int64_t dstStride,
+              std::int64_t width, std::int64_t rows, int depth, const RGBQUAD* table) {
+    for (std::int64_t y = 0; y < rows; ++y) {
+        const BYTE* s = src + srcStride * y;
+        BYTE* d = dst + dstStride * y;
+        switch (depth) {
+            case 1:
+            case 4:
+            case 8: RowIndexedTo24(s, d, width, depth, table); break;
+            case 16: Row16To24(s, d, width); break;
+            case 32: Row32To24(s, d, width); break;
+            default: return;
+        }
+        ZeroRowPadding(d, 3 * width, dstStride);
+    }
+}
+
 }  // namespace vellum
 
 namespace {
@@ -64,14 +82,6 @@ struct FixedPalette {
     }
 };
 constexpr FixedPalette kFixedPalette;
-
-// The 16 colours of the standard 4-bit display palette.
-constexpr BYTE kStandard16[16][3] = {
-    {0, 0, 0},       {128, 0, 0},   {0, 128, 0},   {128, 128, 0},
-    {0, 0, 128},     {128, 0, 128}, {0, 128, 128}, {192, 192, 192},
-    {128, 128, 128}, {255, 0, 0},   {0, 255, 0},   {255, 255, 0},
-    {0, 0, 255},     {255, 0, 255}, {0, 255, 255}, {255, 255, 255},
-};
 
 bool plainImage(const BITMAPINFOHEADER& h) {
     return h.biCompression == BI_RGB && h.biWidth >= 1 && h.biHeight >= 1 && h.biPlanes == 1;
@@ -242,43 +252,6 @@ int expand4To8(void*& bits, BITMAPINFO*& info) {
     return 1;
 }
 
-// Colour of every pixel of a plain image, one row at a time, as blue, green,
-// red; rows are handed to `visit(y, row)`.
-template <typename Visit>
-bool forEachRow24(void* bits, BITMAPINFO* info, Visit visit) {
-    const BITMAPINFOHEADER& h = info->bmiHeader;
-    const std::int64_t width = h.biWidth;
-    const std::int64_t stride = VellumDibStride(h.biBitCount, width);
-    std::vector<BYTE> row(static_cast<std::size_t>(3 * width));
-    RGBQUAD table[256] = {};
-    if (h.biBitCount <= 8) {
-        std::memcpy(table, VellumColorTable(info), sizeof(RGBQUAD) << h.biBitCount);
-    }
-    const BYTE* src = static_cast<const BYTE*>(bits);
-    for (std::int64_t y = 0; y < h.biHeight; ++y) {
-        const BYTE* s = src + stride * y;
-        switch (h.biBitCount) {
-            case 1:
-            case 4:
-            case 8: vellum::RowIndexedTo24(s, row.data(), width, h.biBitCount, table); break;
-            case 16: vellum::Row16To24(s, row.data(), width); break;
-            case 24: std::memcpy(row.data(), s, row.size()); break;
-            case 32: vellum::Row32To24(s, row.data(), width); break;
-            default: return false;
-        }
-        visit(y, row.data());
-    }
-    return true;
-}
-
-int nearestLevel(int value, const BYTE* levels, int count) {
-    int best = 0;
-    for (int i = 1; i < count; ++i) {
-        if (std::abs(value - levels[i]) < std::abs(value - levels[best])) best = i;
-    }
-    return best;
-}
-
 }  // namespace
 
 const BYTE* VellumFixedPalette332() { return kFixedPalette.rgb; }
@@ -302,16 +275,8 @@ int ThPrepareTrueImg(void*& bits, BITMAPINFO*& info) {
     // Every byte is written below, padding included.
     BYTE* out = static_cast<BYTE*>(GlobalAllocChecked(GMEM_FIXED, size));
     if (!out) return 0;
-    const BYTE* src = static_cast<const BYTE*>(bits);
-    for (std::int64_t y = 0; y < height; ++y) {
-        BYTE* d = out + dstStride * y;
-        if (depth == 32) {
-            vellum::Row32To24(src + srcStride * y, d, width);
-        } else {
-            vellum::Row16To24(src + srcStride * y, d, width);
-        }
-        vellum::ZeroRowPadding(d, 3 * width, dstStride);
-    }
+    vellum::RowsTo24(static_cast<const BYTE*>(bits), srcStride, out, dstStride, width, height,
+                     depth, nullptr);
     GlobalFree(bits);
     bits = out;
     return 1;
@@ -330,13 +295,8 @@ int ThConvertTo24Bit(void*& bits, BITMAPINFO*& info) {
     const std::int64_t size = dstStride * height;
     BYTE* out = static_cast<BYTE*>(GlobalAllocChecked(GMEM_FIXED, size));
     if (!out) return 0;
-    const BYTE* src = static_cast<const BYTE*>(bits);
-    const RGBQUAD* table = VellumColorTable(info);
-    for (std::int64_t y = 0; y < height; ++y) {
-        BYTE* d = out + dstStride * y;
-        vellum::RowIndexedTo24(src + srcStride * y, d, width, depth, table);
-        vellum::ZeroRowPadding(d, 3 * width, dstStride);
-    }
+    vellum::RowsTo24(static_cast<const BYTE*>(bits), srcStride, out, dstStride, width, height,
+                     depth, VellumColorTable(info));
     GlobalFree(bits);
     bits = out;
     h.biSizeImage = static_cast<DWORD>(size);
@@ -353,77 +313,11 @@ int ThConvertToNumBit(void*& bits, BITMAPINFO*& info, int target) {
     if (!plainImage(h)) return 0;
     if (target == 8 && h.biBitCount == 24) return reduce24To8(bits, info);
     if (target == 8 && h.biBitCount == 4) return expand4To8(bits, info);
-    return VellumReduceToPalette(bits, info, target);
-}
-
-int VellumReduceToPalette(void*& bits, BITMAPINFO*& info, int target) {
-    if (!bits || !info || (target != 1 && target != 4 && target != 8)) return 0;
-    const BITMAPINFOHEADER& old = info->bmiHeader;
-    if (!plainImage(old)) return 0;
-    switch (old.biBitCount) {
-        case 1: case 4: case 8: case 16: case 24: case 32: break;
-        default: return 0;
-    }
-    const std::int64_t width = old.biWidth;
-    const std::int64_t height = old.biHeight;
-    const std::int64_t stride = VellumDibStride(target, width);
-    BITMAPINFO* header = VellumNewHeader(kFullHeaderBytes);
-    BYTE* out = static_cast<BYTE*>(GlobalAllocChecked(GPTR, stride * height));
-    if (!header || !out) {
-        VellumDeleteHeader(header);
-        GlobalFree(out);
-        return 0;
-    }
-    BITMAPINFOHEADER& h = header->bmiHeader;
-    h.biSize = 40;
-    h.biWidth = old.biWidth;
-    h.biHeight = old.biHeight;
-    h.biPlanes = 1;
-    h.biBitCount = static_cast<WORD>(target);
-    h.biCompression = BI_RGB;
-    h.biSizeImage = static_cast<DWORD>(stride * height);
-    h.biXPelsPerMeter = 3780;
-    h.biYPelsPerMeter = 3780;
-    RGBQUAD* table = VellumColorTable(header);
-    if (target == 1) {
-        table[1] = RGBQUAD{255, 255, 255, 0};
-    } else if (target == 4) {
-        for (int i = 0; i < 16; ++i) {
-            table[i] = RGBQUAD{kStandard16[i][2], kStandard16[i][1], kStandard16[i][0], 0};
-        }
-    } else {
-        writeFixedPalette(header);
-    }
-
-    forEachRow24(bits, info, [&](std::int64_t y, const BYTE* row) {
-        BYTE* d = out + stride * y;
-        for (std::int64_t x = 0; x < width; ++x) {
-            const int b = row[3 * x], g = row[3 * x + 1], r = row[3 * x + 2];
-            if (target == 1) {
-                if ((30 * r + 59 * g + 11 * b) / 100 >= 128) d[x >> 3] |= 0x80 >> (x & 7);
-            } else if (target == 4) {
-                int best = 0, bestDistance = 1 << 30;
-                for (int i = 0; i < 16; ++i) {
-                    const int dr = r - kStandard16[i][0], dg = g - kStandard16[i][1],
-                              db = b - kStandard16[i][2];
-                    const int distance = dr * dr + dg * dg + db * db;
-                    if (distance < bestDistance) best = i, bestDistance = distance;
-                }
-                d[x >> 1] |= (x & 1) ? best : best << 4;
-            } else {
-                // The 3-3-2 grid is separable: the nearest entry takes the
-                // nearest level of each channel.
-                d[x] = static_cast<BYTE>((nearestLevel(r, kLevels8, 8) << 5) |
-                                         (nearestLevel(g, kLevels8, 8) << 2) |
-                                         nearestLevel(b, kLevels4, 4));
-            }
-        }
-    });
-    GlobalFree(bits);
-    VellumDeleteHeader(info);
-    bits = out;
-    info = header;
-    return 1;
+    // Everything else goes through the display driver.
+    HBITMAP bitmap = ThDIBToBitmap(bits, info);
+    const int result = ThBitmapToDIB(bits, info, bitmap, nullptr, target);
+    DeleteObject(bitmap);
+    return result;
 }
 
 int ThConvertDIBToNoFillBytes(void*& bits, BITMAPINFO*& info, int expand) {

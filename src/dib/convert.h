@@ -18,7 +18,7 @@ VELLUM_API const BYTE* VellumFixedPalette332();
 // Returns 0 for null pointers, biCompression != 0, width or height below 1,
 // biPlanes != 1 or another depth. The header is rewritten (24 bits, the 24-bit
 // biSizeImage) before the allocation; if that fails the result is 0 with the
-// header already saying 24 bits over the old bits [quirk: discard on 0].
+// header already saying 24 bits over the old bits [quirk: discard-on-0].
 // biClrUsed and the header block are kept.
 VELLUM_API int ThPrepareTrueImg(void*& bits, BITMAPINFO*& info);
 
@@ -31,19 +31,25 @@ VELLUM_API int ThConvertTo24Bit(void*& bits, BITMAPINFO*& info);
 // depth gives 1 with nothing changed.
 //  - 24 to 8: error diffusion onto the fixed 3-3-2 palette (a quarter of the
 //    error down, a half right, the rest dropped; blue rounded, red and green
-//    truncated [quirk]); a one-row image diffuses into a copy of its row.
+//    truncated [quirk: 332-rounding]); a one-row image diffuses into a copy of its
+//    row. Each output row is the first stride bytes of the working row, so
+//    its padding bytes carry what the working row held there [quirk:
+//    diffusion-padding].
 //    biClrUsed keeps the old header's value.
 //  - 4 to 8: one byte per nibble; biClrUsed 256, only the 16 old entries set,
-//    the other 240 zero [quirk].
-//  - Every other case goes through the display driver's colour reduction (see
-//    VellumReduceToPalette), giving a valid palette image of the target depth.
+//    the other 240 zero [quirk: sparse-4-to-8-table].
+//  - Every other case (targets 1 and 4, and 8 from 1, 16 or 32 bits) goes
+//    through the display driver: ThDIBToBitmap, then ThBitmapToDIB at the
+//    target depth with no palette, then the device bitmap is deleted; the
+//    result and the pair afterwards are ThBitmapToDIB's (dib/ddb.h), the
+//    colours the driver's reduction (platform/gdi.h).
 VELLUM_API int ThConvertToNumBit(void*& bits, BITMAPINFO*& info, int target);
 
 // Strips row padding. With expand 0, or at 8 bits and above, each row's
 // (width x depth + 7) / 8 bytes are packed end to end into a block of the old
 // block's size (header unchanged). With expand set at 1 or 4 bits, one byte
 // per pixel (0/1 or 0..15) at 8 bits, biClrUsed 256; an odd 4-bit width gives
-// width + 2 bytes per row, rows end to end [quirk]. 0 for null pointers.
+// width + 2 bytes per row, rows end to end [quirk: odd-4-bit-row]. 0 for null pointers.
 VELLUM_API int ThConvertDIBToNoFillBytes(void*& bits, BITMAPINFO*& info, int expand);
 
 // Index of the table entry nearest to (red, green, blue) by the distance of
@@ -51,13 +57,3 @@ VELLUM_API int ThConvertDIBToNoFillBytes(void*& bits, BITMAPINFO*& info, int exp
 // blue-major]; the first of equals wins. A 2-entry table answers 0 or 255, a
 // 16-entry table index x 17. -1 for a null or 24-bit header.
 VELLUM_API int ThCalColorIndex(BITMAPINFO* info, long red, long green, long blue);
-
-// The colour reduction a display driver applies when a true-colour or 1-bit
-// image is read back at 1, 4 or 8 bits; used by ThConvertToNumBit for the
-// cases the fixed-palette paths do not cover. The choice, made here once:
-//  - 1 bit: black and white by luminance (30 R + 59 G + 11 B) / 100 >= 128.
-//  - 4 bits: nearest of the 16 standard colours (squared RGB distance).
-//  - 8 bits: nearest entry of a 256-entry halftone palette (the 3-3-2 palette).
-// Input depths 1, 4, 8, 16, 24 and 32; the result replaces the pair with a new
-// 1064-byte header block. Returns 1, or 0 on bad input or failed allocation.
-VELLUM_API int VellumReduceToPalette(void*& bits, BITMAPINFO*& info, int target);

@@ -60,7 +60,7 @@ VELLUM_API long ThCalDibColorCount(BITMAPINFO* info);
 // Copies a header: count = biClrUsed, or (when that is 0) 1 << biBitCount
 // below 16 bits and 1 otherwise, so 16-, 24- and 32-bit headers get one spare
 // entry (44 bytes). Allocates and copies 40 + 4 x count bytes. Null for a null
-// source or a failed allocation. [quirk: spare entry for true colour]
+// source or a failed allocation. [quirk: spare-entry]
 VELLUM_API BITMAPINFO* ThCreateNewBitmapInfo(BITMAPINFO* src);
 
 // Copies 40 + 4 x count bytes of `src` into a new block of that size and sets

@@ -26,16 +26,8 @@ int ConvertTo24Bit(BITMAPINFO* info, HGLOBAL* bits) {
         const std::int64_t srcStride = VellumDibStride(depth, width);
         BYTE* out = static_cast<BYTE*>(GlobalAllocChecked(GMEM_FIXED, dstStride * rows));
         if (!out) return 0;
-        const BYTE* src = static_cast<const BYTE*>(*bits);
-        for (std::int64_t y = 0; y < rows; ++y) {
-            BYTE* d = out + dstStride * y;
-            if (depth == 32) {
-                vellum::Row32To24(src + srcStride * y, d, width);
-            } else {
-                vellum::Row16To24(src + srcStride * y, d, width);
-            }
-            vellum::ZeroRowPadding(d, 3 * width, dstStride);
-        }
+        vellum::RowsTo24(static_cast<const BYTE*>(*bits), srcStride, out, dstStride, width, rows,
+                         depth, nullptr);
         GlobalFree(*bits);
         *bits = out;
         h.biBitCount = 24;
@@ -48,13 +40,8 @@ int ConvertTo24Bit(BITMAPINFO* info, HGLOBAL* bits) {
     const std::int64_t srcStride = VellumDibStride(depth, width);
     BYTE* out = static_cast<BYTE*>(GlobalAllocChecked(GMEM_FIXED, dstStride * rows));
     if (!out) return 0;
-    const BYTE* src = static_cast<const BYTE*>(*bits);
-    const RGBQUAD* table = VellumColorTable(info);
-    for (std::int64_t y = 0; y < rows; ++y) {
-        BYTE* d = out + dstStride * y;
-        vellum::RowIndexedTo24(src + srcStride * y, d, width, depth, table);
-        vellum::ZeroRowPadding(d, 3 * width, dstStride);
-    }
+    vellum::RowsTo24(static_cast<const BYTE*>(*bits), srcStride, out, dstStride, width, rows,
+                     depth, VellumColorTable(info));
     GlobalFree(*bits);
     *bits = out;
     h.biClrUsed = 0;

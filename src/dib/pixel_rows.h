@@ -20,6 +20,13 @@ VELLUM_API void Row32To24(const BYTE* src, BYTE* dst, std::int64_t width);
 VELLUM_API void RowIndexedTo24(const BYTE* src, BYTE* dst, std::int64_t width, int bits,
                                const RGBQUAD* table);
 
+// Converts `rows` rows of 1-, 4-, 8- (through `table`), 16- or 32-bit pixels
+// into 24-bit rows of `dstStride` bytes, clearing each row's padding; the
+// destination needs no clearing beforehand. Other depths convert nothing.
+VELLUM_API void RowsTo24(const BYTE* src, std::int64_t srcStride, BYTE* dst,
+                         std::int64_t dstStride, std::int64_t width, std::int64_t rows, int depth,
+                         const RGBQUAD* table);
+
 // Clears a row's padding: the bytes from `used` up to `stride`.
 inline void ZeroRowPadding(BYTE* row, std::int64_t used, std::int64_t stride) {
     for (std::int64_t i = used; i < stride; ++i) row[i] = 0;

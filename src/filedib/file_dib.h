@@ -14,7 +14,7 @@ public:
     // itself. Sets biClrUsed 0 and biSizeImage = stride x biHeight in the
     // caller's header; always writes a full 2^bits table for 8 bits or fewer
     // and leaves biSize, biPlanes and biCompression as they stand (unlike
-    // ThSaveDibData) [quirk]. Seeks to 0 first. Returns 1; file errors
+    // ThSaveDibData) [quirk: full-table-header]. Seeks to 0 first. Returns 1; file errors
     // propagate as CFileException.
     static int WriteBmpHeader(CFile* file, BITMAPINFO* info);
 

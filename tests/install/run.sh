@@ -95,4 +95,20 @@ for program in "$tmp/cmake/convert_to_8bit" "$tmp/convert_to_8bit_pc"; do
   fi
 done
 
+# The host-surface example paints into its own buffer and writes it out:
+# a 32-bit picture of (2 x width + 16) x (2 x height + 16) pixels.
+host_out=$tmp/host_surface.bmp
+step "run host_surface" "$tmp/cmake/host_surface" "$input" "$host_out"
+host_expected=$((54 + 4 * (2 * width + 16) * (2 * height + 16)))
+if [ ! -f "$host_out" ] || [ "$(stat -c %s "$host_out")" -ne "$host_expected" ]; then
+  echo "FAIL: host_surface wrote no $host_expected-byte file" >&2
+  exit 1
+fi
+# The top-left pixel is the red triangle's, the next row's frame pixel grey.
+pixel() { od -An -tx1 -j "$1" -N4 "$host_out" | tr -d ' '; }
+if [ "$(pixel 54)" != 0000ffff ]; then
+  echo "FAIL: host_surface's first pixel is $(pixel 54), not red" >&2
+  exit 1
+fi
+
 echo "install tree: headers, CMake package and pkg-config all usable"

@@ -1,0 +1,406 @@
+#include "effects/distort.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <vector>
+
+#include "effects/effect_frame.h"
+
+using vellum::effects::ClampIndex;
+using vellum::effects::CommitBits;
+using vellum::effects::Frame24;
+using vellum::effects::kDegreeFactor;
+using vellum::effects::kFullCycle;
+using vellum::effects::NewBits;
+using vellum::effects::Prepare24;
+using vellum::effects::TruncPos;
+
+namespace {
+
+constexpr double kPiFloat = static_cast<double>(3.1415927f);
+constexpr double kRadiansPerDegree = 0.017453293005625408;
+constexpr std::int64_t kMaxSide = std::numeric_limits<std::int32_t>::max();
+
+// A block of `bytes` filled with `background` (padding included).
+BYTE* NewFilled(std::int64_t bytes, BYTE background) {
+    BYTE* block = static_cast<BYTE*>(GlobalAllocChecked(GMEM_FIXED, bytes));
+    if (block) std::memset(block, background, static_cast<std::size_t>(bytes));
+    return block;
+}
+
+// Bilinear sample at (sx, sy) with 10-bit fractions and 20-bit result shift;
+// the neighbours are pulled inside the picture (a no-op at the positions the
+// callers' clamps produce on pictures of five pixels or more).
+inline void Sample(const Frame24& f, double sx, double sy, BYTE* out) {
+    const std::int64_t ix = TruncPos(sx);
+    const std::int64_t iy = TruncPos(sy);
+    const int fx = static_cast<int>(TruncPos((sx - static_cast<double>(ix)) * 1024.0));
+    const int fy = static_cast<int>(TruncPos((sy - static_cast<double>(iy)) * 1024.0));
+    const std::int64_t x0 = ClampIndex(ix, f.width), x1 = ClampIndex(ix + 1, f.width);
+    const std::int64_t y0 = ClampIndex(iy, f.height), y1 = ClampIndex(iy + 1, f.height);
+    const BYTE* a = f.row(y0) + 3 * x0;
+    const BYTE* b = f.row(y0) + 3 * x1;
+    const BYTE* c = f.row(y1) + 3 * x0;
+    const BYTE* d = f.row(y1) + 3 * x1;
+    for (int k = 0; k < 3; ++k) {
+        const int low = a[k] * (1024 - fx) + b[k] * fx;
+        const int high = c[k] * (1024 - fx) + d[k] * fx;
+        out[k] = static_cast<BYTE>((high * fy + low * (1024 - fy)) >> 20);
+    }
+}
+
+}  // namespace
+
+int ThTwist(void*& bits, BITMAPINFO*& info, long phase, double cycles, long amplitude,
+            int horizontal, unsigned char background) {
+    Frame24 f;
+    if (!Prepare24(bits, info, f)) return 0;
+    const std::int64_t amp = std::clamp<std::int64_t>(amplitude, 0, 100);
+    const double omega = cycles * kFullCycle;
+    const double phi = static_cast<double>(phase) * kDegreeFactor;
+    BITMAPINFOHEADER& h = info->bmiHeader;
+
+    if (horizontal) {
+        const std::int64_t a = f.width * amp / 100;
+        const std::int64_t width = f.width + 2 * a;
+        if (width > kMaxSide) return 0;
+        const std::int64_t stride = VellumDibStride(24, width);
+        BYTE* out = NewFilled(stride * f.height, background);
+        if (!out) return 0;
+        const double height = static_cast<double>(f.height);
+        for (std::int64_t y = 0; y < f.height; ++y) {
+            const double wave = std::sin(static_cast<double>(y) * omega / height + phi);
+            const std::int64_t start = std::clamp<std::int64_t>(
+                a + TruncPos(wave * static_cast<double>(a)), 0, 2 * a);
+            std::memcpy(out + y * stride + 3 * start, f.row(y), static_cast<std::size_t>(3 * f.width));
+        }
+        h.biWidth = static_cast<LONG>(width);
+        h.biSizeImage = static_cast<DWORD>(stride * f.height);
+        CommitBits(bits, out);
+        return 1;
+    }
+
+    const std::int64_t a = f.height * amp / 100;
+    const std::int64_t height = f.height + 2 * a;
+    if (height > kMaxSide) return 0;
+    BYTE* out = NewFilled(f.stride * height, background);
+    if (!out) return 0;
+    std::vector<std::int64_t> shift(static_cast<std::size_t>(f.width));
+    const double width = static_cast<double>(f.width);
+    for (std::int64_t x = 0; x < f.width; ++x) {
+        const double wave = std::sin(static_cast<double>(x) * omega / width + phi);
+        shift[x] = std::clamp<std::int64_t>(a + TruncPos(wave * static_cast<double>(a)), 0, 2 * a);
+    }
+    for (std::int64_t r = 0; r < height; ++r) {
+        BYTE* dst = out + r * f.stride;
+        for (std::int64_t x = 0; x < f.width; ++x) {
+            const std::int64_t src = r - shift[x];
+            if (src < 0 || src >= f.height) continue;
+            const BYTE* p = f.row(src) + 3 * x;
+            dst[3 * x] = p[0];
+            dst[3 * x + 1] = p[1];
+            dst[3 * x + 2] = p[2];
+        }
+    }
+    h.biHeight = static_cast<LONG>(height);
+    h.biSizeImage = static_cast<DWORD>(f.stride * height);
+    CommitBits(bits, out);
+    return 1;
+}
+
+int ThWave(void*& bits, BITMAPINFO*& info, long phase, double cycles, long amplitude,
+           int horizontal, unsigned char background) {
+    Frame24 f;
+    if (!Prepare24(bits, info, f)) return 0;
+    BYTE* out = NewFilled(f.stride * f.height, background);
+    if (!out) return 0;
+    const std::int64_t amp = std::clamp<std::int64_t>(amplitude, 0, 100);
+    const double omega = cycles * kFullCycle;
+    const double phi = static_cast<double>(phase) * kDegreeFactor;
+
+    // Source index and 10-bit fraction for each destination index along the
+    // moving direction: one sine per row or column.
+    const std::int64_t n = horizontal ? f.width : f.height;
+    const double size = static_cast<double>(n);
+    const double depth = static_cast<double>(n * amp) * 0.01;
+    std::vector<std::int64_t> index(static_cast<std::size_t>(n));
+    std::vector<int> frac(static_cast<std::size_t>(n));
+    for (std::int64_t i = 0; i < n; ++i) {
+        double s = static_cast<double>(i) - std::sin(static_cast<double>(i) * omega / size + phi) * depth;
+        if (!(s >= 0.0)) s = 0.0;
+        if (s > size - 1.0) s = size - 1.0;
+        index[i] = TruncPos(s);
+        frac[i] = static_cast<int>(TruncPos((s - static_cast<double>(index[i])) * 1024.0));
+    }
+
+    if (!horizontal) {
+        const std::int64_t used = 3 * f.width;
+        for (std::int64_t y = 0; y < f.height; ++y) {
+            const BYTE* r0 = f.row(index[y]);
+            const BYTE* r1 = f.row(std::min(index[y] + 1, f.height - 1));
+            const int w1 = frac[y], w0 = 1024 - w1;
+            BYTE* dst = out + y * f.stride;
+            for (std::int64_t b = 0; b < used; ++b) {
+                dst[b] = static_cast<BYTE>((r0[b] * w0 + r1[b] * w1) >> 10);
+            }
+        }
+    } else {
+        for (std::int64_t y = 0; y < f.height; ++y) {
+            const BYTE* src = f.row(y);
+            BYTE* dst = out + y * f.stride;
+            for (std::int64_t x = 0; x < f.width; ++x) {
+                const BYTE* p0 = src + 3 * index[x];
+                const BYTE* p1 = src + 3 * std::min(index[x] + 1, f.width - 1);
+                const int w1 = frac[x], w0 = 1024 - w1;
+                for (int k = 0; k < 3; ++k) {
+                    dst[3 * x + k] = static_cast<BYTE>((p0[k] * w0 + p1[k] * w1) >> 10);
+                }
+            }
+        }
+    }
+    CommitBits(bits, out);
+    return 1;
+}
+
+int ThDrop(void*& bits, BITMAPINFO*& info, double centreX, double centreY, long phase, long waves,
+           long amplitude) {
+    if (!bits || !info) return 0;
+    if (!(centreX >= 0.0 && centreX <= 1.0) || !(centreY >= 0.0 && centreY <= 1.0)) return 0;
+    Frame24 f;
+    if (!Prepare24(bits, info, f)) return 0;
+    BYTE* out = NewBits(f.stride * f.height);
+    if (!out) return 0;
+    std::memcpy(out, f.bits, static_cast<std::size_t>(f.stride * f.height));
+
+    const std::int64_t cx = TruncPos(static_cast<double>(f.width) * centreX);
+    const std::int64_t cy = TruncPos(static_cast<double>(f.height) * centreY);
+    const double k = static_cast<double>(waves) * kPiFloat / static_cast<double>(f.width);
+    const double a = static_cast<double>(f.width * static_cast<std::int64_t>(amplitude) / f.height);
+    const double phi = static_cast<double>(phase) * kDegreeFactor;
+    const double w = static_cast<double>(f.width), hgt = static_cast<double>(f.height);
+
+    // m depends on dx^2 + dy^2 only: one sine per (|dx|, |dy|), shared by
+    // the pixels mirrored about the centre's row and column.
+    const std::int64_t x0 = 2, x1 = f.width - 3, y0 = 2, y1 = f.height - 3;
+    if (y1 < y0 || x1 < x0) {
+        CommitBits(bits, out);
+        return 1;
+    }
+    const std::int64_t maxAdx = std::max(std::abs(x0 - cx), std::abs(x1 - cx));
+    const std::int64_t maxAdy = std::max(std::abs(y0 - cy), std::abs(y1 - cy));
+    std::vector<double> ripple(static_cast<std::size_t>(maxAdx + 1));
+    for (std::int64_t ady = 0; ady <= maxAdy; ++ady) {
+        const std::int64_t rows[2] = {cy + ady, cy - ady};
+        const int count = ady == 0 ? 1 : 2;
+        bool any = false;
+        for (int i = 0; i < count; ++i) any |= rows[i] >= y0 && rows[i] <= y1;
+        if (!any) continue;
+        const double fdy = static_cast<double>(ady);
+        for (std::int64_t adx = 0; adx <= maxAdx; ++adx) {
+            const double fdx = static_cast<double>(adx);
+            const double d = std::sqrt(fdx * fdx + fdy * fdy);
+            ripple[adx] = std::sin(d * k + phi) * a / (d + 50.0);
+        }
+        for (int i = 0; i < count; ++i) {
+            const std::int64_t y = rows[i];
+            if (y < y0 || y > y1) continue;
+            BYTE* dst = out + y * f.stride;
+            const double dy = static_cast<double>(y - cy);
+            for (std::int64_t x = x0; x <= x1; ++x) {
+                const double dx = static_cast<double>(x - cx);
+                const double m = ripple[x < cx ? cx - x : x - cx];
+                double sy = static_cast<double>(y) + dy * m;
+                double sx = static_cast<double>(x) + dx * m;
+                if (sy <= 2.0) {
+                    sy = 1.5;
+                } else if (sy >= hgt - 3.0) {
+                    sy = hgt - 2.5;
+                }
+                if (sx <= 2.0) {
+                    sx = 1.5;
+                } else if (sx >= w - 3.0) {
+                    sx = w - 2.5;
+                }
+                Sample(f, sx, sy, dst + 3 * x);
+            }
+        }
+    }
+    CommitBits(bits, out);
+    return 1;
+}
+
+int ThLensEffect(void*& bits, BITMAPINFO*& info, int tint, int strong, int) {
+    if (!bits || !info) return 0;
+    static constexpr int kMinPos[6] = {1, 2, 2, 1, 0, 1};
+    static constexpr int kMaxPos[6] = {2, 1, 0, 2, 1, 0};
+    const int t = std::clamp(tint, 1, 6);
+    const bool wide = t == 2 || t == 5;
+    const double factor = strong == 1 ? (wide ? 0.5725490196078431 : 0.2784313725490196)
+                                      : (wide ? 0.5568627450980392 : 0.21568627450980393);
+    const int minPos = kMinPos[t - 1], maxPos = kMaxPos[t - 1], midPos = 3 - minPos - maxPos;
+    auto lens = [&](BYTE* p) {
+        const int lo = std::min({p[0], p[1], p[2]});
+        const int hi = std::max({p[0], p[1], p[2]});
+        p[minPos] = static_cast<BYTE>(lo);
+        p[maxPos] = static_cast<BYTE>(hi);
+        p[midPos] = static_cast<BYTE>(static_cast<int>((hi - lo) * factor + lo + 0.5));
+    };
+
+    const int depth = info->bmiHeader.biBitCount;
+    if (depth == 1 || depth == 4 || depth == 8) {
+        const long count = std::min<long>(ThCalDibColorCount(info), 256);
+        RGBQUAD* table = VellumColorTable(info);
+        for (long i = 0; i < count; ++i) lens(reinterpret_cast<BYTE*>(&table[i]));
+        return 1;
+    }
+    std::int64_t width = 0, height = 0, stride = 0;
+    if (depth != 24 || !vellum::effects::DescribePair(bits, info, width, height, stride)) return 0;
+    for (std::int64_t y = 0; y < height; ++y) {
+        BYTE* row = static_cast<BYTE*>(bits) + y * stride;
+        for (std::int64_t x = 0; x < width; ++x) lens(row + 3 * x);
+    }
+    return 1;
+}
+
+int ThRotate3D(void*& bits, BITMAPINFO*& info, double angle, long distance, int axis,
+               unsigned char background) {
+    Frame24 f;
+    if (!Prepare24(bits, info, f)) return 0;
+    const double a = angle * kRadiansPerDegree;
+    double c = std::cos(a);
+    const double s = std::sin(a);
+    if (std::fabs(c) < 1e-08) c = 1e-08;
+    if (!std::isfinite(c) || !std::isfinite(s)) return 0;
+
+    // "along" is the direction across the turning axis, "across" the other.
+    const std::int64_t along = axis ? f.height : f.width;
+    const std::int64_t across = axis ? f.width : f.height;
+    const double half = static_cast<double>(along) / 2.0;
+    const double crossHalf = static_cast<double>(across) / 2.0;
+    const bool perspective = distance > 0;
+    const double eye =
+        perspective ? static_cast<double>(std::max<long>(distance, 60)) * static_cast<double>(along) / 100.0
+                    : 0.0;
+
+    // Projected half extents, from the card's four corners.
+    double extAlong = 0.0, extAcross = 0.0;
+    for (double u : {-half, half}) {
+        const double scale = perspective ? eye / (eye - u * s) : 1.0;
+        extAlong = std::max(extAlong, std::fabs(u * c * scale));
+        extAcross = std::max(extAcross, crossHalf * scale);
+    }
+    const std::int64_t outAlong = std::max<std::int64_t>(1, static_cast<std::int64_t>(std::ceil(2.0 * extAlong - 1e-9)));
+    const std::int64_t outAcross = std::max<std::int64_t>(1, static_cast<std::int64_t>(std::ceil(2.0 * extAcross - 1e-9)));
+    if (outAlong > kMaxSide || outAcross > kMaxSide) return 0;
+    const std::int64_t outWidth = axis ? outAcross : outAlong;
+    const std::int64_t outHeight = axis ? outAlong : outAcross;
+    const std::int64_t outStride = VellumDibStride(24, outWidth);
+    BYTE* out = NewFilled(outStride * outHeight, background);
+    if (!out) return 0;
+
+    // For each index along the output: the card position u (as a source
+    // pixel position) and the perspective scale of that line.
+    std::vector<double> srcAlong(static_cast<std::size_t>(outAlong));
+    std::vector<double> scaleOf(static_cast<std::size_t>(outAlong));
+    std::vector<char> visible(static_cast<std::size_t>(outAlong));
+    for (std::int64_t i = 0; i < outAlong; ++i) {
+        const double xp = static_cast<double>(i) + 0.5 - static_cast<double>(outAlong) / 2.0;
+        double u = 0.0, scale = 1.0;
+        bool ok = true;
+        if (!perspective || s == 0.0) {
+            u = xp / c;
+        } else {
+            const double den = c * eye + xp * s;
+            ok = den != 0.0;
+            if (ok) {
+                u = xp * eye / den;
+                const double depth = eye - u * s;
+                ok = depth > 0.0;
+                if (ok) scale = eye / depth;
+            }
+        }
+        const double pos = u + half - 0.5;
+        visible[i] = ok && pos > -0.5 && pos < static_cast<double>(along) - 0.5;
+        srcAlong[i] = std::clamp(pos, 0.0, static_cast<double>(along - 1));
+        scaleOf[i] = scale;
+    }
+
+    for (std::int64_t y = 0; y < outHeight; ++y) {
+        BYTE* dst = out + y * outStride;
+        for (std::int64_t x = 0; x < outWidth; ++x) {
+            const std::int64_t i = axis ? y : x;
+            if (!visible[i]) continue;
+            const std::int64_t j = axis ? x : y;
+            const double yp = static_cast<double>(j) + 0.5 - static_cast<double>(outAcross) / 2.0;
+            const double pos = yp / scaleOf[i] + crossHalf - 0.5;
+            if (!(pos > -0.5 && pos < static_cast<double>(across) - 0.5)) continue;
+            const double v = std::clamp(pos, 0.0, static_cast<double>(across - 1));
+            if (axis) {
+                Sample(f, v, srcAlong[i], dst + 3 * x);
+            } else {
+                Sample(f, srcAlong[i], v, dst + 3 * x);
+            }
+        }
+    }
+    BITMAPINFOHEADER& h = info->bmiHeader;
+    h.biWidth = static_cast<LONG>(outWidth);
+    h.biHeight = static_cast<LONG>(outHeight);
+    h.biSizeImage = static_cast<DWORD>(outStride * outHeight);
+    CommitBits(bits, out);
+    return 1;
+}
+
+int ThSpiral(void*& bits, BITMAPINFO*& info, double angle, unsigned char background) {
+    if (!bits || !info) return 0;
+    if (angle == 0.0) return 1;
+    Frame24 f;
+    if (!Prepare24(bits, info, f)) return 0;
+    BYTE* out = NewFilled(f.stride * f.height, background);
+    if (!out) return 0;
+
+    const double w = static_cast<double>(f.width), hgt = static_cast<double>(f.height);
+    const double diagonal = std::sqrt(w * w + hgt * hgt);
+    const double perRadius = angle * kRadiansPerDegree / diagonal;
+    const std::int64_t cx = f.width >> 1, cy = f.height >> 1;
+    const std::int64_t xFirst = -cx, xLast = f.width - cx - 1;
+    const std::int64_t yFirst = -cy, yLast = f.height - cy - 1;
+
+    // r depends on |x| and |y| only: one sine and cosine per distinct pair,
+    // shared by the up to four pixels (+-x, +-y).
+    const std::int64_t maxX = std::max(-xFirst, xLast), maxY = std::max(-yFirst, yLast);
+    std::vector<double> sines(static_cast<std::size_t>(maxX + 1));
+    std::vector<double> cosines(static_cast<std::size_t>(maxX + 1));
+    auto clampTo = [](double v, double hi) {
+        if (!(v >= 2.0)) v = 2.0;
+        if (v > hi) v = hi;
+        return v;
+    };
+    for (std::int64_t ay = 0; ay <= maxY; ++ay) {
+        const double fy = static_cast<double>(ay);
+        for (std::int64_t ax = 0; ax <= maxX; ++ax) {
+            const double fx = static_cast<double>(ax);
+            const double theta = std::sqrt(fx * fx + fy * fy) * perRadius;
+            sines[ax] = std::sin(theta);
+            cosines[ax] = std::cos(theta);
+        }
+        for (int side = 0; side < (ay == 0 ? 1 : 2); ++side) {
+            const std::int64_t y = side ? -ay : ay;
+            if (y < yFirst || y > yLast) continue;
+            BYTE* dst = out + (y + cy) * f.stride;
+            const double dy = static_cast<double>(y);
+            for (std::int64_t x = xFirst; x <= xLast; ++x) {
+                const std::int64_t ax = x < 0 ? -x : x;
+                const double S = sines[ax], C = cosines[ax];
+                const double dx = static_cast<double>(x);
+                const double sx = clampTo(static_cast<double>(cx) + dx * C - dy * S, w - 3.0);
+                const double sy = clampTo(static_cast<double>(cy) + dx * S + dy * C, hgt - 3.0);
+                Sample(f, sx, sy, dst + 3 * (x + cx));
+            }
+        }
+    }
+    CommitBits(bits, out);
+    return 1;
+}

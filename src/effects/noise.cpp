@@ -1,0 +1,285 @@
+#include "effects/noise.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <new>
+#include <random>
+#include <vector>
+
+#include "effects/effect_frame.h"
+
+using vellum::effects::ClampIndex;
+using vellum::effects::CommitBits;
+using vellum::effects::Frame24;
+using vellum::effects::NewBits;
+using vellum::effects::Prepare24;
+
+namespace {
+
+inline double Draw() {
+    const int k = std::rand() & 0x7FFF;
+    return static_cast<double>(k) / 32767.0;
+}
+
+inline BYTE ClampByte(double v) {
+    if (!(v > 0.0)) return 0;
+    if (v >= 255.0) return 255;
+    return static_cast<BYTE>(v);
+}
+
+double NoiseValue(int p, unsigned kind) {
+    double alpha = Draw();
+    if (alpha == 0.0) alpha = 1.0;
+    const double value = p;
+    switch (kind) {
+        case 1: {
+            const double beta = Draw() * 6.2831852;
+            const double s = std::sqrt(-2.0 * std::log(alpha));
+            return value + std::sqrt(value) * 4.0 * s * std::cos(beta) + 20.0 * s * std::sin(beta);
+        }
+        case 2: {
+            const double s = alpha <= 1e-5 ? 255.0 : std::sqrt(-2.0 * std::log(alpha));
+            const double tau = Draw() * 6.2831852;
+            return value * (1.0 + 0.5 * s * std::cos(tau));
+        }
+        case 3:
+            if (alpha < 0.05) return 0.0;
+            if (alpha >= 0.95) return 255.0;
+            return value;
+        case 4:
+            if (alpha <= 0.5) {
+                if (alpha <= 1e-5) return value - 255.0;
+                return value + 10.0 * std::log(2.0 * alpha);
+            } else {
+                const double beta = 1.0 - alpha;
+                if (beta <= 5e-6) return value + 255.0;
+                return value - 10.0 * std::log(2.0 * beta);
+            }
+        case 5: {
+            const double limit = std::exp(-0.05 * value);
+            int i = 0;
+            while (alpha > limit) {
+                alpha = alpha * static_cast<double>(std::rand() & 0x7FFF) / 32767.0;
+                ++i;
+            }
+            return i * 20.0;
+        }
+        default:
+            return value + 4.0 * (alpha - 0.5);
+    }
+}
+
+// Planes of the despeckle, released together.
+struct Planes {
+    std::vector<BYTE> plane[5];
+    bool allocate(std::size_t bytes) {
+        try {
+            for (auto& p : plane) p.assign(bytes, 0);
+        } catch (const std::bad_alloc&) {
+            for (auto& p : plane) std::vector<BYTE>().swap(p);
+            return false;
+        }
+        return true;
+    }
+};
+
+// Median of nine bytes (exchange network).
+inline BYTE Median9(BYTE* p) {
+    auto sort2 = [](BYTE& a, BYTE& b) {
+        if (a > b) std::swap(a, b);
+    };
+    sort2(p[1], p[2]); sort2(p[4], p[5]); sort2(p[7], p[8]);
+    sort2(p[0], p[1]); sort2(p[3], p[4]); sort2(p[6], p[7]);
+    sort2(p[1], p[2]); sort2(p[4], p[5]); sort2(p[7], p[8]);
+    sort2(p[0], p[3]); sort2(p[5], p[8]); sort2(p[4], p[7]);
+    sort2(p[3], p[6]); sort2(p[1], p[4]); sort2(p[2], p[5]);
+    sort2(p[4], p[7]); sort2(p[4], p[2]); sort2(p[6], p[4]);
+    sort2(p[4], p[2]);
+    return p[4];
+}
+
+}  // namespace
+
+bool ThAddNoise(void*& bits, BITMAPINFO*& info, unsigned noiseKind) {
+    Frame24 f;
+    if (!Prepare24(bits, info, f)) return false;
+    std::srand(static_cast<unsigned>(std::time(nullptr)));
+    for (std::int64_t y = 0; y < f.height; ++y) {
+        BYTE* row = f.row(y);
+        for (std::int64_t b = 0; b < 3 * f.width; ++b) row[b] = ClampByte(NoiseValue(row[b], noiseKind));
+    }
+    return true;
+}
+
+int ThGenerateNoise(void*& bits, BITMAPINFO*& info, short noiseType, int amount) {
+    Frame24 f;
+    if (!Prepare24(bits, info, f)) return 0;
+    const int strength = std::clamp(amount, 0, 255);
+    if (strength == 0) return 1;
+    const bool gaussian = (noiseType & 1) != 0;
+    const bool mono = (noiseType & 2) != 0;
+    std::random_device entropy;
+    std::mt19937 engine(entropy());
+    std::uniform_real_distribution<double> uniform(-strength, strength);
+    std::normal_distribution<double> normal(0.0, strength / 2.0);
+    auto offset = [&] { return gaussian ? normal(engine) : uniform(engine); };
+    for (std::int64_t y = 0; y < f.height; ++y) {
+        BYTE* row = f.row(y);
+        for (std::int64_t x = 0; x < f.width; ++x) {
+            BYTE* p = row + 3 * x;
+            const double shared = mono ? offset() : 0.0;
+            for (int k = 0; k < 3; ++k) {
+                const double d = mono ? shared : offset();
+                p[k] = ClampByte(std::floor(p[k] + d + 0.5));
+            }
+        }
+    }
+    return 1;
+}
+
+void ThHull(int xOffset, int yOffset, int polarity, unsigned columns, unsigned rows,
+            unsigned char* f, unsigned char* g) {
+    if (!f || !g || columns == 0 || rows == 0) return;
+    const std::int64_t span = static_cast<std::int64_t>(columns) + 2;
+    const std::int64_t total = span * (static_cast<std::int64_t>(rows) + 2);
+    const std::int64_t offset = static_cast<std::int64_t>(yOffset) * span + xOffset;
+    const bool near = xOffset >= -1 && xOffset <= 1 && yOffset >= -1 && yOffset <= 1;
+    auto at = [&](const unsigned char* plane, std::int64_t q) -> int {
+        return near || (q >= 0 && q < total) ? plane[q] : 0;
+    };
+    const bool up = polarity >= 1;
+    for (std::int64_t y = 1; y <= rows; ++y) {
+        std::int64_t p = y * span + 1;
+        for (std::int64_t x = 0; x < columns; ++x, ++p) {
+            int v = f[p];
+            const int r = at(f, p + offset);
+            if (up) {
+                if (r > v) ++v;
+            } else if (v > static_cast<BYTE>(r + 1)) {
+                --v;
+            }
+            g[p] = static_cast<BYTE>(v);
+        }
+    }
+    for (std::int64_t y = 1; y <= rows; ++y) {
+        std::int64_t p = y * span + 1;
+        for (std::int64_t x = 0; x < columns; ++x, ++p) {
+            int v = g[p];
+            const int r = at(g, p + offset);
+            const int s1 = static_cast<BYTE>(at(g, p - offset) + 1);
+            if (up) {
+                if (s1 > v && r > v) ++v;
+            } else if (s1 < v && r < v) {
+                --v;
+            }
+            f[p] = static_cast<BYTE>(v);
+        }
+    }
+}
+
+int ThDespeckleImage(void*& bits, BITMAPINFO*& info) {
+    Frame24 fr;
+    if (!Prepare24(bits, info, fr)) return 0;
+    const std::int64_t span = fr.width + 2;
+    Planes planes;
+    if (!planes.allocate(static_cast<std::size_t>(span * (fr.height + 2)))) return 0;
+
+    // Planes 0, 1, 2 hold red, green and blue; 3 is the scratch plane and 4
+    // is only held alongside, as the interface does.
+    for (std::int64_t y = 0; y < fr.height; ++y) {
+        const BYTE* src = fr.row(y);
+        const std::int64_t base = (y + 1) * span + 1;
+        for (std::int64_t x = 0; x < fr.width; ++x) {
+            planes.plane[0][base + x] = src[3 * x + 2];
+            planes.plane[1][base + x] = src[3 * x + 1];
+            planes.plane[2][base + x] = src[3 * x];
+        }
+    }
+    static constexpr int kX[4] = {0, 1, 1, -1};
+    static constexpr int kY[4] = {1, 0, 1, 1};
+    const auto columns = static_cast<unsigned>(fr.width), rows = static_cast<unsigned>(fr.height);
+    BYTE* scratch = planes.plane[3].data();
+    for (int c = 0; c < 3; ++c) {
+        BYTE* plane = planes.plane[c].data();
+        std::fill(planes.plane[3].begin(), planes.plane[3].end(), 0);
+        for (int k = 0; k < 4; ++k) {
+            ThHull(kX[k], kY[k], 1, columns, rows, plane, scratch);
+            ThHull(-kX[k], -kY[k], 1, columns, rows, plane, scratch);
+            ThHull(-kX[k], -kY[k], -1, columns, rows, plane, scratch);
+            ThHull(kX[k], kY[k], -1, columns, rows, plane, scratch);
+        }
+    }
+    for (std::int64_t y = 0; y < fr.height; ++y) {
+        BYTE* dst = fr.row(y);
+        const std::int64_t base = (y + 1) * span + 1;
+        for (std::int64_t x = 0; x < fr.width; ++x) {
+            dst[3 * x + 2] = planes.plane[0][base + x];
+            dst[3 * x + 1] = planes.plane[1][base + x];
+            dst[3 * x] = planes.plane[2][base + x];
+        }
+    }
+    info->bmiHeader.biBitCount = 24;
+    info->bmiHeader.biClrUsed = 0;
+    return 1;
+}
+
+bool ThReduceNoiseImage(void*& bits, BITMAPINFO*& info) {
+    Frame24 f;
+    if (!Prepare24(bits, info, f)) return false;
+    BYTE* out = NewBits(f.stride * f.height);
+    if (!out) return false;
+    BYTE window[9];
+    for (std::int64_t y = 0; y < f.height; ++y) {
+        const BYTE* rows[3] = {f.row(ClampIndex(y - 1, f.height)), f.row(y),
+                               f.row(ClampIndex(y + 1, f.height))};
+        BYTE* dst = out + y * f.stride;
+        for (std::int64_t x = 0; x < f.width; ++x) {
+            const std::int64_t cols[3] = {3 * ClampIndex(x - 1, f.width), 3 * x,
+                                          3 * ClampIndex(x + 1, f.width)};
+            for (int k = 0; k < 3; ++k) {
+                int n = 0;
+                for (const BYTE* r : rows) {
+                    for (std::int64_t c : cols) window[n++] = r[c + k];
+                }
+                dst[3 * x + k] = Median9(window);
+            }
+        }
+    }
+    CommitBits(bits, out);
+    return true;
+}
+
+int ThSpreadImage(void*& bits, BITMAPINFO*& info, unsigned amountPercent) {
+    std::int64_t width = 0, height = 0, stride = 0;
+    if (!vellum::effects::DescribePair(bits, info, width, height, stride)) return 0;
+    const int depth = info->bmiHeader.biBitCount;
+    if (width < 3 || height < 3 || depth < 8) return 0;
+    const std::int64_t pixelBytes = depth / 8;
+    const std::int64_t size = stride * height;
+    std::vector<BYTE> copy;
+    try {
+        copy.assign(static_cast<const BYTE*>(bits), static_cast<const BYTE*>(bits) + size);
+    } catch (const std::bad_alloc&) {
+        return 0;
+    }
+    const std::int64_t radius =
+        std::min<std::int64_t>(std::min(width, height) * amountPercent / 100, 0x7FFFFFFF);
+    const auto mask = static_cast<std::int32_t>(radius);
+    const std::int64_t half = radius >> 1;
+    std::srand(static_cast<unsigned>(std::time(nullptr)));
+    BYTE* out = static_cast<BYTE*>(bits);
+    for (std::int64_t y = 0; y < height; ++y) {
+        BYTE* dst = out + y * stride;
+        for (std::int64_t x = 0; x < width; ++x) {
+            const std::int64_t ox = (std::rand() & mask) - half;
+            const std::int64_t oy = (std::rand() & mask) - half;
+            const std::int64_t sx = ClampIndex(x + ox, width), sy = ClampIndex(y + oy, height);
+            std::memcpy(dst + x * pixelBytes, copy.data() + sy * stride + sx * pixelBytes,
+                        static_cast<std::size_t>(pixelBytes));
+        }
+    }
+    return 1;
+}

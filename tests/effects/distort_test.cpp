@@ -1,0 +1,233 @@
+#include "effects/distort.h"
+
+#include <gtest/gtest.h>
+
+#include "effects/effects_support.h"
+
+using vtest::Make;
+using vtest::MakePattern;
+using vtest::Pair;
+using vtest::Px;
+
+TEST(Twist, AmplitudeZeroKeepsPixelsAndPhaseUsesTheSinglePrecisionFactor) {
+    Pair p, q;
+    MakePattern(p, 5, 3);
+    MakePattern(q, 5, 3);
+    ASSERT_EQ(ThTwist(p.bits, p.info, 40, 1.5, 0, 1, 9), 1);
+    EXPECT_EQ(p.h().biWidth, 5);
+    for (int y = 0; y < 3; ++y) {
+        for (int x = 0; x < 5; ++x) EXPECT_EQ(Px(p, x, y), Px(q, x, y));
+        EXPECT_EQ(p.row(y)[15], 9);  // padding keeps the background byte
+    }
+
+    // 200 wide at 10 %: A = 20, 240 wide. Phase 90 with cycles 0: sin of 90 x
+    // 0.017453292 is just below 1, so every row starts at 20 + 19, not 40.
+    Make(p, 200, 2, 24);
+    for (int x = 0; x < 200; ++x) {
+        vtest::SetBgr(p, x, 0, 1, 2, 3);
+        vtest::SetBgr(p, x, 1, 1, 2, 3);
+    }
+    ASSERT_EQ(ThTwist(p.bits, p.info, 90, 0.0, 10, 1, 200), 1);
+    EXPECT_EQ(p.h().biWidth, 240);
+    EXPECT_EQ(p.h().biSizeImage, 720u * 2);
+    for (int y = 0; y < 2; ++y) {
+        EXPECT_EQ(Px(p, 38, y), (std::vector<int>{200, 200, 200}));
+        EXPECT_EQ(Px(p, 39, y), (std::vector<int>{1, 2, 3}));
+        EXPECT_EQ(Px(p, 238, y), (std::vector<int>{1, 2, 3}));
+        EXPECT_EQ(Px(p, 239, y), (std::vector<int>{200, 200, 200}));
+    }
+    // Amplitude is clamped to 100: the picture at most triples.
+    Make(p, 4, 1, 24);
+    ASSERT_EQ(ThTwist(p.bits, p.info, 0, 1.0, 500, 1, 0), 1);
+    EXPECT_EQ(p.h().biWidth, 12);
+}
+
+TEST(Twist, ColumnsMoveAlongTheWave) {
+    // 4 x 4 at 50 %: A = 2, height 8; cycles 0.25 gives column offsets
+    // 2 + trunc(sin(x x pi / 8) x 2) = 2, 2, 3, 3.
+    Pair p, q;
+    MakePattern(p, 4, 4);
+    MakePattern(q, 4, 4);
+    ASSERT_EQ(ThTwist(p.bits, p.info, 0, 0.25, 50, 0, 77), 1);
+    ASSERT_EQ(p.h().biHeight, 8);
+    const int shift[4] = {2, 2, 3, 3};
+    for (int x = 0; x < 4; ++x) {
+        for (int r = 0; r < 8; ++r) {
+            const int src = r - shift[x];
+            if (src >= 0 && src < 4) {
+                EXPECT_EQ(Px(p, x, r), Px(q, x, src)) << x << "," << r;
+            } else {
+                EXPECT_EQ(Px(p, x, r), (std::vector<int>{77, 77, 77})) << x << "," << r;
+            }
+        }
+    }
+}
+
+TEST(Wave, IdentityAtZeroAmplitudeAndTenBitBlendOfRows) {
+    Pair p, q;
+    MakePattern(p, 6, 5);
+    MakePattern(q, 6, 5);
+    ASSERT_EQ(ThWave(p.bits, p.info, 33, 2.5, 0, 0, 0), 1);
+    EXPECT_EQ(p.bytes(), q.bytes());
+    ASSERT_EQ(ThWave(p.bits, p.info, 33, 2.5, 0, 1, 0), 1);
+    EXPECT_EQ(p.bytes(), q.bytes());
+
+    // One column, four rows of grey 10, 50, 90, 130; amplitude 25 gives a
+    // depth of one row: s = y - sin(y x pi / 8), so rows take
+    // (0, f 0), (0, f 632), (1, f 299), (2, f 77).
+    Make(p, 1, 4, 24);
+    const int grey[4] = {10, 50, 90, 130};
+    for (int y = 0; y < 4; ++y) vtest::SetBgr(p, 0, y, grey[y], grey[y], grey[y]);
+    ASSERT_EQ(ThWave(p.bits, p.info, 0, 0.25, 25, 0, 0xEE), 1);
+    const int expect[4] = {10, (10 * (1024 - 632) + 50 * 632) >> 10, (50 * (1024 - 299) + 90 * 299) >> 10,
+                           (90 * (1024 - 77) + 130 * 77) >> 10};
+    for (int y = 0; y < 4; ++y) {
+        EXPECT_EQ(p.row(y)[0], expect[y]) << y;
+        EXPECT_EQ(p.row(y)[3], 0xEE);  // padding is the background
+    }
+
+    // Amplitude 100 at phase -90: s = y + 4 lies past the last row for every
+    // row, which is clamped to the last row.
+    Make(p, 1, 4, 24);
+    for (int y = 0; y < 4; ++y) vtest::SetBgr(p, 0, y, grey[y], grey[y], grey[y]);
+    ASSERT_EQ(ThWave(p.bits, p.info, -90, 0.0, 100, 0, 0), 1);
+    for (int y = 0; y < 4; ++y) EXPECT_EQ(p.row(y)[0], 130);
+}
+
+TEST(Drop, WorkedPixelsClampsAndBorder) {
+    Pair p, q;
+    MakePattern(p, 8, 8);
+    MakePattern(q, 8, 8);
+    ASSERT_EQ(ThDrop(p.bits, p.info, 0.25, 0.5, 30, 3, 40), 1);
+    // Worked through the formula by hand (k = 3 x 3.1415927f / 8, A = 40):
+    // (2, 2) falls at or below 2.0 in both directions (1.5, 1.5); (3, 5)
+    // reaches the far clamp in y (5.5).
+    EXPECT_EQ(Px(p, 2, 2), (std::vector<int>{49, 56, 63}));
+    EXPECT_EQ(Px(p, 5, 3), (std::vector<int>{100, 107, 114}));
+    EXPECT_EQ(Px(p, 3, 5), (std::vector<int>{125, 132, 139}));
+    for (int i = 0; i < 8; ++i) {
+        for (int j : {0, 1, 6, 7}) {
+            EXPECT_EQ(Px(p, i, j), Px(q, i, j));
+            EXPECT_EQ(Px(p, j, i), Px(q, j, i));
+        }
+    }
+
+    // Amplitude 0 samples every pixel at its own place, except that a
+    // position at or below 2.0 becomes 1.5 and one at or above size - 3
+    // becomes size - 2.5: columns and rows 2 and size - 3 are half blends.
+    MakePattern(p, 9, 7);
+    MakePattern(q, 9, 7);
+    ASSERT_EQ(ThDrop(p.bits, p.info, 0.5, 0.5, 10, 4, 0), 1);
+    EXPECT_EQ(Px(p, 4, 3), Px(q, 4, 3));
+    EXPECT_EQ(Px(p, 5, 3), Px(q, 5, 3));
+    for (int k = 0; k < 3; ++k) {
+        EXPECT_EQ(Px(p, 2, 3)[k], (Px(q, 1, 3)[k] + Px(q, 2, 3)[k]) / 2);
+        EXPECT_EQ(Px(p, 6, 3)[k], (Px(q, 6, 3)[k] + Px(q, 7, 3)[k]) / 2);
+        EXPECT_EQ(Px(p, 4, 4)[k], (Px(q, 4, 4)[k] + Px(q, 4, 5)[k]) / 2);
+    }
+
+    // A centre outside 0..1 is refused before the depth conversion.
+    Make(p, 8, 8, 8);
+    EXPECT_EQ(ThDrop(p.bits, p.info, 1.5, 0.5, 0, 1, 10), 0);
+    EXPECT_EQ(p.h().biBitCount, 8);
+    EXPECT_EQ(ThDrop(p.bits, p.info, 0.5, -0.1, 0, 1, 10), 0);
+    void* none = nullptr;
+    EXPECT_EQ(ThDrop(none, p.info, 0.5, 0.5, 0, 1, 10), 0);
+}
+
+TEST(LensEffect, ChannelPositionsFactorsAndPalette) {
+    Pair p;
+    Make(p, 2, 1, 24);
+    auto lens = [&](int tint, int strong) {
+        vtest::SetBgr(p, 0, 0, 10, 200, 100);
+        EXPECT_EQ(ThLensEffect(p.bits, p.info, tint, strong, 0), 1);
+        return Px(p, 0, 0);
+    };
+    // Tint 1: min to green, max to red, middle to blue, factor 55/255.
+    EXPECT_EQ(lens(1, 0), (std::vector<int>{51, 10, 200}));
+    EXPECT_EQ(lens(4, 0), lens(1, 0));
+    EXPECT_EQ(lens(-3, 0), lens(1, 0));
+    // Tint 2 strong: min to red, max to green, factor 146/255: 10 + 190 x
+    // 0.5725 + 0.5 = 119.28.
+    EXPECT_EQ(lens(2, 1), (std::vector<int>{119, 200, 10}));
+    EXPECT_EQ(lens(2, 0), (std::vector<int>{116, 200, 10}));
+    // Tint 3: min red, max blue, middle green; tint 6 (and above): min green,
+    // max blue, middle red; tint 5: min blue, max green, middle red.
+    EXPECT_EQ(lens(3, 1), (std::vector<int>{200, 63, 10}));
+    EXPECT_EQ(lens(9, 0), (std::vector<int>{200, 10, 51}));
+    EXPECT_EQ(lens(5, 0), (std::vector<int>{10, 200, 116}));
+
+    // Palette images change their table only.
+    Make(p, 2, 1, 8);
+    p.row(0)[0] = 3;
+    p.table()[3] = RGBQUAD{10, 200, 100, 0};
+    ASSERT_EQ(ThLensEffect(p.bits, p.info, 1, 0, 0), 1);
+    EXPECT_EQ(p.table()[3].rgbBlue, 51);
+    EXPECT_EQ(p.table()[3].rgbGreen, 10);
+    EXPECT_EQ(p.table()[3].rgbRed, 200);
+    EXPECT_EQ(p.row(0)[0], 3);
+}
+
+TEST(Spiral, WorkedPixelsAndZeroAngle) {
+    Pair p;
+    Make(p, 8, 8, 8);
+    ASSERT_EQ(ThSpiral(p.bits, p.info, 0.0, 0), 1);
+    EXPECT_EQ(p.h().biBitCount, 8);  // no conversion at angle 0
+
+    MakePattern(p, 8, 8);
+    Pair q;
+    MakePattern(q, 8, 8);
+    ASSERT_EQ(ThSpiral(p.bits, p.info, 120.0, 0x55), 1);
+    EXPECT_EQ(Px(p, 4, 4), Px(q, 4, 4));  // the centre does not turn
+    EXPECT_EQ(Px(p, 5, 4), (std::vector<int>{162, 169, 176}));
+    EXPECT_EQ(Px(p, 6, 1), (std::vector<int>{158, 165, 172}));
+    EXPECT_EQ(Px(p, 2, 6), (std::vector<int>{74, 81, 88}));
+}
+
+TEST(Spiral, TinyPicturesStayInside) {
+    for (int w : {1, 2, 3, 4}) {
+        for (int h : {1, 2, 5}) {
+            Pair p;
+            MakePattern(p, w, h);
+            EXPECT_EQ(ThSpiral(p.bits, p.info, 270.0, 0), 1);
+            EXPECT_EQ(ThDrop(p.bits, p.info, 0.5, 0.5, 0, 3, 50), 1);
+            EXPECT_EQ(ThWave(p.bits, p.info, 0, 3.0, 100, 1, 0), 1);
+            EXPECT_EQ(ThRotate3D(p.bits, p.info, 40.0, 150, w & 1, 0), 1);
+        }
+    }
+}
+
+TEST(Rotate3D, ZeroIsACopyAndTheCardNarrowsAndLeans) {
+    Pair p, q;
+    MakePattern(p, 10, 6);
+    MakePattern(q, 10, 6);
+    ASSERT_EQ(ThRotate3D(p.bits, p.info, 0.0, 200, 0, 0), 1);
+    EXPECT_EQ(p.bytes(), q.bytes());
+    ASSERT_EQ(ThRotate3D(p.bits, p.info, 0.0, 0, 1, 0), 1);
+    EXPECT_EQ(p.bytes(), q.bytes());
+
+    // Parallel projection: 60 degrees halves the width, 90 leaves a sliver.
+    MakePattern(p, 10, 6);
+    ASSERT_EQ(ThRotate3D(p.bits, p.info, 60.0, 0, 0, 0), 1);
+    EXPECT_EQ(p.h().biWidth, 5);
+    EXPECT_EQ(p.h().biHeight, 6);
+    MakePattern(p, 10, 6);
+    ASSERT_EQ(ThRotate3D(p.bits, p.info, 90.0, 0, 1, 0), 1);
+    EXPECT_EQ(p.h().biWidth, 10);
+    EXPECT_EQ(p.h().biHeight, 1);
+
+    // Perspective: the right edge comes nearer and grows taller than the
+    // left; the background shows above and below the far edge only.
+    vtest::Fill24(p, 40, 20, 9, 9, 9);
+    ASSERT_EQ(ThRotate3D(p.bits, p.info, 40.0, 150, 0, 255), 1);
+    const int w = p.h().biWidth, h = p.h().biHeight;
+    EXPECT_LT(w, 40);
+    EXPECT_GT(h, 20);
+    auto covered = [&](int x) {
+        int n = 0;
+        for (int y = 0; y < h; ++y) n += Px(p, x, y)[0] == 9;
+        return n;
+    };
+    EXPECT_LT(covered(0), covered(w - 1));
+    EXPECT_GE(covered(w - 1), h - 2);
+}
