@@ -41,4 +41,23 @@ inline int PixelIndex(const BYTE* row, std::int64_t x, int bits) {
     }
 }
 
+// 1-bit pixels to one byte each: 255 for a set bit, 0 for a clear one (most
+// significant bit first).
+inline void Row1To255(const BYTE* src, BYTE* dst, std::int64_t width) {
+    for (std::int64_t x = 0; x < width; ++x) {
+        dst[x] = ((src[x >> 3] >> (7 - (x & 7))) & 1) ? 255 : 0;
+    }
+}
+
+// 4- or 8-bit indices to one byte each: the blue byte of the table entry (the
+// grey level of a grey table). `table` must hold 2^bits entries.
+inline void RowIndexedToBlue(const BYTE* src, BYTE* dst, std::int64_t width, int bits,
+                             const RGBQUAD* table) {
+    if (bits == 8) {
+        for (std::int64_t x = 0; x < width; ++x) dst[x] = table[src[x]].rgbBlue;
+        return;
+    }
+    for (std::int64_t x = 0; x < width; ++x) dst[x] = table[PixelIndex(src, x, bits)].rgbBlue;
+}
+
 }  // namespace vellum
