@@ -60,22 +60,22 @@ class Formatter : public CLI::Formatter {
     }
 };
 
-std::string describeDefault(const OptionSpec& spec) {
+std::string describeDefault(const OptionSpec& option) {
     std::string extra;
-    if (spec.type == OptionType::integer || spec.type == OptionType::number) {
+    if (option.type == OptionType::integer || option.type == OptionType::number) {
         std::ostringstream range;
-        range << spec.min << ".." << spec.max;
+        range << option.min << ".." << option.max;
         extra = range.str();
     }
-    if (!spec.defaultValue.empty()) {
-        extra += (extra.empty() ? "" : ", ") + std::string("default ") + spec.defaultValue;
+    if (!option.defaultValue.empty()) {
+        extra += (extra.empty() ? "" : ", ") + std::string("default ") + option.defaultValue;
     }
-    if (spec.required) extra += (extra.empty() ? "" : ", ") + std::string("required");
-    return extra.empty() ? spec.help : spec.help + " (" + extra + ")";
+    if (option.required) extra += (extra.empty() ? "" : ", ") + std::string("required");
+    return extra.empty() ? option.help : option.help + " (" + extra + ")";
 }
 
-std::string placeholder(const OptionSpec& spec) {
-    switch (spec.type) {
+std::string placeholder(const OptionSpec& option) {
+    switch (option.type) {
         case OptionType::integer:
             return "N";
         case OptionType::number:
@@ -88,7 +88,7 @@ std::string placeholder(const OptionSpec& spec) {
             return "";
         case OptionType::choice: {
             std::string out;
-            for (const auto& c : spec.choices) out += (out.empty() ? "" : "|") + c;
+            for (const auto& c : option.choices) out += (out.empty() ? "" : "|") + c;
             return out;
         }
     }
@@ -109,17 +109,17 @@ void addCommand(CLI::App& root, Command& cmd) {
     cmd.app = root.add_subcommand(op.name, op.summary);
     cmd.app->group(op.family);
     cmd.app->footer(op.help);
-    for (const OptionSpec& spec : op.options) {
+    for (const OptionSpec& option : op.options) {
         CLI::Option* opt = nullptr;
-        if (spec.type == OptionType::flag) {
-            opt = cmd.app->add_flag("--" + spec.name)->description(describeDefault(spec));
+        if (option.type == OptionType::flag) {
+            opt = cmd.app->add_flag("--" + option.name)->description(describeDefault(option));
         } else {
-            opt = cmd.app->add_option("--" + spec.name)->description(describeDefault(spec));
-            opt->option_text(placeholder(spec));
+            opt = cmd.app->add_option("--" + option.name)->description(describeDefault(option));
+            opt->option_text(placeholder(option));
             opt->check(CLI::Validator(
-                [&spec](std::string& value) { return checkOptionValue(spec, value); },
-                placeholder(spec)));
-            if (spec.required) opt->required();
+                [&option](std::string& value) { return checkOptionValue(option, value); },
+                placeholder(option)));
+            if (option.required) opt->required();
         }
         cmd.options.push_back(opt);
     }
@@ -148,14 +148,14 @@ Args collectArgs(const Command& cmd) {
     std::map<std::string, std::string, std::less<>> values;
     std::vector<std::string> given;
     for (std::size_t i = 0; i < cmd.op->options.size(); ++i) {
-        const OptionSpec& spec = cmd.op->options[i];
+        const OptionSpec& option = cmd.op->options[i];
         const CLI::Option* opt = cmd.options[i];
         const bool present = opt->count() > 0;
-        if (present) given.push_back(spec.name);
-        if (spec.type == OptionType::flag) {
-            values[spec.name] = present ? "1" : "0";
+        if (present) given.push_back(option.name);
+        if (option.type == OptionType::flag) {
+            values[option.name] = present ? "1" : "0";
         } else {
-            values[spec.name] = present ? opt->as<std::string>() : spec.defaultValue;
+            values[option.name] = present ? opt->as<std::string>() : option.defaultValue;
         }
     }
     return Args(std::move(values), std::move(given));

@@ -62,20 +62,20 @@ void checkEntry(const Operation& op) {
     if (runs != 1) badEntry(op, "set exactly one of transform, inspect and generate");
     if (findOperation(op.name) || op.name == "ops") badEntry(op, "the name is taken");
     for (std::size_t i = 0; i < op.options.size(); ++i) {
-        const OptionSpec& spec = op.options[i];
-        if (spec.name.empty() || spec.name[0] == '-') badEntry(op, "an option has a bad name");
+        const OptionSpec& option = op.options[i];
+        if (option.name.empty() || option.name[0] == '-') badEntry(op, "an option has a bad name");
         for (const char* reserved : kReserved) {
-            if (spec.name == reserved) badEntry(op, "--" + spec.name + " is reserved");
+            if (option.name == reserved) badEntry(op, "--" + option.name + " is reserved");
         }
         for (std::size_t j = 0; j < i; ++j) {
-            if (op.options[j].name == spec.name) badEntry(op, "--" + spec.name + " twice");
+            if (op.options[j].name == option.name) badEntry(op, "--" + option.name + " twice");
         }
-        if (spec.type == OptionType::choice && spec.choices.empty()) {
-            badEntry(op, "--" + spec.name + " has no choices");
+        if (option.type == OptionType::choice && option.choices.empty()) {
+            badEntry(op, "--" + option.name + " has no choices");
         }
-        if (!spec.defaultValue.empty()) {
-            const std::string error = checkOptionValue(spec, spec.defaultValue);
-            if (!error.empty()) badEntry(op, "default of --" + spec.name + ": " + error);
+        if (!option.defaultValue.empty()) {
+            const std::string error = checkOptionValue(option, option.defaultValue);
+            if (!error.empty()) badEntry(op, "default of --" + option.name + ": " + error);
         }
     }
 }
@@ -129,10 +129,10 @@ OptionSpec colour(std::string name, std::string help, std::string defaultValue) 
             .defaultValue = std::move(defaultValue)};
 }
 
-OptionSpec required(OptionSpec spec) {
-    spec.required = true;
-    spec.defaultValue.clear();
-    return spec;
+OptionSpec required(OptionSpec option) {
+    option.required = true;
+    option.defaultValue.clear();
+    return option;
 }
 
 }  // namespace Opt
@@ -207,29 +207,29 @@ const Operation* findOperation(std::string_view name) {
     return nullptr;
 }
 
-std::string checkOptionValue(const OptionSpec& spec, const std::string& value) {
-    switch (spec.type) {
+std::string checkOptionValue(const OptionSpec& option, const std::string& value) {
+    switch (option.type) {
         case OptionType::integer: {
             long n = 0;
             if (!parseLong(value, n)) return "'" + value + "' is not a whole number";
-            if (n < spec.min || n > spec.max) {
-                return value + " is outside " + formatNumber(spec.min) + ".." +
-                       formatNumber(spec.max);
+            if (n < option.min || n > option.max) {
+                return value + " is outside " + formatNumber(option.min) + ".." +
+                       formatNumber(option.max);
             }
             return {};
         }
         case OptionType::number: {
             double x = 0;
             if (!parseDouble(value, x)) return "'" + value + "' is not a number";
-            if (x < spec.min || x > spec.max) {
-                return value + " is outside " + formatNumber(spec.min) + ".." +
-                       formatNumber(spec.max);
+            if (x < option.min || x > option.max) {
+                return value + " is outside " + formatNumber(option.min) + ".." +
+                       formatNumber(option.max);
             }
             return {};
         }
         case OptionType::choice:
-            if (std::find(spec.choices.begin(), spec.choices.end(), value) == spec.choices.end()) {
-                return "'" + value + "' is not one of " + joined(spec.choices, ", ");
+            if (std::find(option.choices.begin(), option.choices.end(), value) == option.choices.end()) {
+                return "'" + value + "' is not one of " + joined(option.choices, ", ");
             }
             return {};
         case OptionType::colour: {

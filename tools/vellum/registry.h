@@ -68,11 +68,11 @@ OptionSpec flag(std::string name, std::string help);
 OptionSpec text(std::string name, std::string help, std::string defaultValue = {});
 OptionSpec colour(std::string name, std::string help, std::string defaultValue);
 // The same option, to be given on every call.
-OptionSpec required(OptionSpec spec);
+OptionSpec required(OptionSpec option);
 }  // namespace Opt
 
 // The parsed options of one call, each with its default when not given.
-// Values were checked against their spec while parsing; asking for a name the
+// Values were checked against their option while parsing; asking for a name the
 // operation did not declare is a programming error (std::logic_error).
 class Args {
   public:
@@ -128,7 +128,7 @@ const Operation* findOperation(std::string_view name);
 
 // Checks a value typed for an option; returns an error message, or an empty
 // string when the value is acceptable.
-std::string checkOptionValue(const OptionSpec& spec, const std::string& value);
+std::string checkOptionValue(const OptionSpec& option, const std::string& value);
 
 // Parses a colour as #RRGGBB, RRGGBB or R,G,B (decimal, 0..255 each).
 bool parseColour(std::string_view text, COLORREF& colour);
