@@ -40,4 +40,13 @@ struct Image {
 void Measure(benchmark::State& state, const std::function<void()>& prepare,
              const std::function<void()>& op, double megapixels = kMegapixels);
 
+// Runs `op` on a fresh copy of a 24-megapixel picture of `depth` bits each
+// iteration (the copy untimed).
+template <typename Op>
+void MeasureOnCopy(benchmark::State& state, Op op, int depth = 24) {
+    Image source(kWidth, kHeight, depth);
+    Image work(1, 1, depth);
+    Measure(state, [&] { work.copyFrom(source); }, [&] { op(work); });
+}
+
 }  // namespace vbench

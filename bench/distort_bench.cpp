@@ -12,9 +12,7 @@ using vbench::Measure;
 
 template <typename Op>
 void Run(benchmark::State& state, Op op) {
-    Image source(kWidth, kHeight, 24);
-    Image work(1, 1, 24);
-    Measure(state, [&] { work.copyFrom(source); }, [&] { op(work); });
+    vbench::MeasureOnCopy(state, op);
 }
 
 void BM_Twist(benchmark::State& state) {
