@@ -378,6 +378,18 @@ void RampMixed(RowSource& rows, i64 width, i64 height, i64 newW, i64 newH, bool 
     }
 }
 
+// Puts a scaled result in place: the new size into the header, the new block
+// in place of the old one. Returns 1.
+int commitScaled(void*& bits, BITMAPINFOHEADER& h, BYTE* out, i64 newWidth, i64 newHeight,
+                 i64 dstStride) {
+    h.biWidth = static_cast<LONG>(newWidth);
+    h.biHeight = static_cast<LONG>(newHeight);
+    h.biSizeImage = static_cast<DWORD>(dstStride * newHeight);
+    GlobalFree(bits);
+    bits = out;
+    return 1;
+}
+
 }  // namespace
 
 int ThScale1Bit(void*& bits, BITMAPINFO*& info, long newWidth, long newHeight, int toGrey) {
@@ -419,12 +431,7 @@ int ThScale1Bit(void*& bits, BITMAPINFO*& info, long newWidth, long newHeight, i
                 if ((s[sx >> 3] >> (7 - (sx & 7))) & 1) d[x >> 3] |= static_cast<BYTE>(0x80 >> (x & 7));
             }
         }
-        h.biWidth = newWidth;
-        h.biHeight = newHeight;
-        h.biSizeImage = static_cast<DWORD>(dstStride * newHeight);
-        GlobalFree(bits);
-        bits = out;
-        return 1;
+        return commitScaled(bits, h, out, newWidth, newHeight, dstStride);
     }
 
     const i64 dstStride = (i64{newWidth} + 3) & ~i64{3};
@@ -458,12 +465,7 @@ int ThScale1Bit(void*& bits, BITMAPINFO*& info, long newWidth, long newHeight, i
     h.biBitCount = 8;
     h.biClrUsed = 0;
     h.biClrImportant = 0;
-    h.biWidth = newWidth;
-    h.biHeight = newHeight;
-    h.biSizeImage = static_cast<DWORD>(dstStride * newHeight);
-    GlobalFree(bits);
-    bits = out;
-    return 1;
+    return commitScaled(bits, h, out, newWidth, newHeight, dstStride);
 }
 
 int ThScale(void*& bits, BITMAPINFO*& info, long newWidth, long newHeight, int mode) {
@@ -518,12 +520,7 @@ int ThScaleAll(void*& bits, BITMAPINFO*& info, long newWidth, long newHeight, in
             }
         }
     }
-    h.biWidth = newWidth;
-    h.biHeight = newHeight;
-    h.biSizeImage = static_cast<DWORD>(dstStride * newHeight);
-    GlobalFree(bits);
-    bits = out;
-    return 1;
+    return commitScaled(bits, h, out, newWidth, newHeight, dstStride);
 }
 
 int ThScaleCrop(void*& bits, BITMAPINFO*& info, int width, int height, CRect keep) {
