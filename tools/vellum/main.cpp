@@ -39,6 +39,24 @@ int usageError(const std::string& message, const std::string& helpCommand = "vel
     return kExitUsage;
 }
 
+std::string operandName(const OptionSpec& option) {
+    std::string name;
+    for (char c : option.name) {
+        name += c == '-' ? '_' : static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    }
+    return name;
+}
+
+// " WIDTH HEIGHT" or " RED [GREEN] [BLUE]": the operands in usage lines.
+std::string operandUsage(const Operation& op) {
+    std::string out;
+    for (const OptionSpec& option : op.options) {
+        if (!option.operand) continue;
+        out += option.required ? " " + operandName(option) : " [" + operandName(option) + "]";
+    }
+    return out;
+}
+
 // The usage lines depend on how the operation is run; CLI11 only knows about
 // option names, so they are written here.
 class Formatter : public CLI::Formatter {
@@ -50,7 +68,8 @@ class Formatter : public CLI::Formatter {
                    "       vellum ops | vellum OPERATION --help\n";
         }
         if (op == nullptr) return CLI::Formatter::make_usage(app, name);
-        const std::string opts = op->options.empty() ? "" : " [options]";
+        std::string opts = op->options.empty() ? "" : " [options]";
+        opts += operandUsage(*op);
         if (op->transform) {
             return "Usage: vellum " + op->name + opts + " INPUT OUTPUT\n       vellum " + op->name +
                    opts + " --out-dir DIR INPUT...\n";
@@ -119,7 +138,12 @@ void addCommand(CLI::App& root, Command& cmd) {
             opt->check(CLI::Validator(
                 [&option](std::string& value) { return checkOptionValue(option, value); },
                 placeholder(option)));
-            if (option.required) opt->required();
+            // A required operand may come by position; checked after parsing.
+            if (option.required && !option.operand) opt->required();
+            if (option.operand) {
+                opt->description(describeDefault(option) + "; or " + operandName(option) +
+                                 " by position");
+            }
         }
         cmd.options.push_back(opt);
     }
@@ -129,7 +153,9 @@ void addCommand(CLI::App& root, Command& cmd) {
                          "Write each result into DIR under its input's file name "
                          "(several inputs allowed)")
             ->option_text("DIR");
-        cmd.app->add_option("FILES", cmd.files, "INPUT OUTPUT, or inputs with --out-dir")
+        cmd.app
+            ->add_option("FILES", cmd.files,
+                         "Operands by position, then INPUT OUTPUT (or inputs with --out-dir)")
             ->required()
             ->option_text("...");
     } else if (op.inspect) {
@@ -137,16 +163,41 @@ void addCommand(CLI::App& root, Command& cmd) {
         files->option_text("...");
         if (!op.filesOptional) files->required();
     } else {
+        const auto operands = static_cast<int>(std::count_if(
+            op.options.begin(), op.options.end(), [](const OptionSpec& o) { return o.operand; }));
         cmd.app->add_option("OUTPUT", cmd.files, "File to write")
             ->required()
-            ->expected(1)
+            ->expected(1, 1 + operands)
             ->option_text(" ");
     }
 }
 
-Args collectArgs(const Command& cmd) {
+// How many leading file arguments are operands. Without --out-dir the count
+// of files fixes it (a transform has two files, a generator one); with
+// --out-dir, where any number of inputs follow, leading values are operands
+// while they are acceptable values and not the names of existing files.
+std::size_t countOperands(const Command& cmd, const std::vector<const OptionSpec*>& pending) {
+    if (pending.empty()) return 0;
+    if (cmd.op->transform && !cmd.outDir.empty()) {
+        std::size_t n = 0;
+        while (n < pending.size() && n < cmd.files.size() &&
+               checkOptionValue(*pending[n], cmd.files[n]).empty() && !fs::exists(cmd.files[n])) {
+            ++n;
+        }
+        return n;
+    }
+    const std::size_t files = cmd.op->transform ? 2 : 1;
+    if (cmd.files.size() <= files) return 0;
+    return std::min(cmd.files.size() - files, pending.size());
+}
+
+// Gathers every option's value (typed by name, by position or defaulted).
+// Operands typed by position are removed from the front of cmd.files. Returns
+// an error message for a missing or unacceptable value, else an empty string.
+std::string collectArgs(Command& cmd, Args& args) {
     std::map<std::string, std::string, std::less<>> values;
     std::vector<std::string> given;
+    std::vector<const OptionSpec*> pending;  // operands not typed by name
     for (std::size_t i = 0; i < cmd.op->options.size(); ++i) {
         const OptionSpec& option = cmd.op->options[i];
         const CLI::Option* opt = cmd.options[i];
@@ -157,8 +208,25 @@ Args collectArgs(const Command& cmd) {
         } else {
             values[option.name] = present ? opt->as<std::string>() : option.defaultValue;
         }
+        if (option.operand && !present) pending.push_back(&option);
     }
-    return Args(std::move(values), std::move(given));
+    const std::size_t taken = countOperands(cmd, pending);
+    for (std::size_t i = 0; i < taken; ++i) {
+        const OptionSpec& option = *pending[i];
+        const std::string error = checkOptionValue(option, cmd.files[i]);
+        if (!error.empty()) return operandName(option) + ": " + error;
+        values[option.name] = cmd.files[i];
+        given.push_back(option.name);
+    }
+    cmd.files.erase(cmd.files.begin(), cmd.files.begin() + static_cast<std::ptrdiff_t>(taken));
+    for (std::size_t i = taken; i < pending.size(); ++i) {
+        if (pending[i]->required) {
+            return operandName(*pending[i]) + " is required (by position or as --" +
+                   pending[i]->name + ")";
+        }
+    }
+    args = Args(std::move(values), std::move(given));
+    return {};
 }
 
 // Runs `body`, turning every way it can fail into one line on stderr.
@@ -246,6 +314,9 @@ int runInspect(const Command& cmd, const Args& args) {
 }
 
 int runGenerate(const Command& cmd, const Args& args) {
+    if (cmd.files.size() != 1) {
+        return usageError(cmd.op->name + " needs one OUTPUT", "vellum " + cmd.op->name + " --help");
+    }
     const bool ok = reportFailures("", [&] {
         Image image = cmd.op->generate(args);
         saveImage(image, cmd.files.at(0));
@@ -317,9 +388,11 @@ int run(int argc, char** argv) {
         printOperations(std::cout);
         return 0;
     }
-    for (const Command& cmd : commands) {
+    for (Command& cmd : commands) {
         if (!*cmd.app) continue;
-        const Args args = collectArgs(cmd);
+        Args args;
+        const std::string error = collectArgs(cmd, args);
+        if (!error.empty()) return usageError(error, "vellum " + cmd.op->name + " --help");
         if (cmd.op->transform) return runTransform(cmd, args);
         if (cmd.op->inspect) return runInspect(cmd, args);
         return runGenerate(cmd, args);

@@ -77,6 +77,19 @@ void checkEntry(const Operation& op) {
             const std::string error = checkOptionValue(option, option.defaultValue);
             if (!error.empty()) badEntry(op, "default of --" + option.name + ": " + error);
         }
+        if (option.operand) {
+            // Files follow the operands; an inspect operation's files could be
+            // taken for them, and a flag has no value to type.
+            if (op.inspect) badEntry(op, "--" + option.name + ": an inspection takes no operands");
+            if (option.type == OptionType::flag) {
+                badEntry(op, "--" + option.name + ": a flag cannot be an operand");
+            }
+            for (std::size_t j = 0; j < i; ++j) {
+                if (op.options[j].operand && !op.options[j].required && option.required) {
+                    badEntry(op, "required operand --" + option.name + " after an optional one");
+                }
+            }
+        }
     }
 }
 
@@ -132,6 +145,11 @@ OptionSpec colour(std::string name, std::string help, std::string defaultValue) 
 OptionSpec required(OptionSpec option) {
     option.required = true;
     option.defaultValue.clear();
+    return option;
+}
+
+OptionSpec operand(OptionSpec option) {
+    option.operand = true;
     return option;
 }
 

@@ -23,6 +23,9 @@
 //              the image is loaded, changed in place, then saved.
 //   inspect    vellum OP [options] FILE...; writes a report to stdout.
 //   generate   vellum OP [options] OUTPUT; makes a new image that is saved.
+// Options marked as operands (Opt::operand) may also be typed without their
+// name, in declaration order, before the files: `vellum scale 800 600 IN OUT`
+// is `vellum scale --width 800 --height 600 IN OUT`.
 // Run functions throw Failure with a short reason when the operation fails.
 #pragma once
 
@@ -56,6 +59,8 @@ struct OptionSpec {
     double max = 0;
     std::vector<std::string> choices;
     bool required = false;
+    // May be given by position, before the files (see the top of this file).
+    bool operand = false;
 };
 
 // Builders for the option table, so each entry reads as one line.
@@ -69,6 +74,8 @@ OptionSpec text(std::string name, std::string help, std::string defaultValue = {
 OptionSpec colour(std::string name, std::string help, std::string defaultValue);
 // The same option, to be given on every call.
 OptionSpec required(OptionSpec option);
+// The same option, which may also be typed by position before the files.
+OptionSpec operand(OptionSpec option);
 }  // namespace Opt
 
 // The parsed options of one call, each with its default when not given.

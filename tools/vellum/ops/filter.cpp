@@ -30,7 +30,7 @@ const Registrar registrar{
              "  7..16 directional emboss around grey 128 (strength is the gain)\n"
              "The first and last pixel of each row, and for most kinds the first and\n"
              "last row, keep their value (128 for the emboss kinds).",
-     .options = {Opt::required(Opt::integer("kind", "Filter number", 1, 1, 16)),
+     .options = {Opt::operand(Opt::required(Opt::integer("kind", "Filter number", 1, 1, 16))),
                  Opt::integer("strength", "Kernel row (kinds 1, 2) or gain (7..16)", 1, -1000, 1000)},
      .transform =
          [](const Args& args, Image& image) {
@@ -63,7 +63,7 @@ const Registrar registrar{
      .summary = "Box blur that darkens toward the border (ThDoShadowBlur)",
      .help = "Averages each pixel over a (2 x radius + 1) square window, always dividing\n"
              "by the full window area, so the picture fades to black near its edges.",
-     .options = {Opt::required(Opt::integer("radius", "Window radius in pixels", 3, 1, 100000))},
+     .options = {Opt::operand(Opt::required(Opt::integer("radius", "Window radius in pixels", 3, 1, 100000)))},
      .transform =
          [](const Args& args, Image& image) {
              check(ThDoShadowBlur(image.bits, image.info, int(args.integer("radius"))), "shadow blur");

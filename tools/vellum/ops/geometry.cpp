@@ -80,8 +80,8 @@ const Registrar registrar{
              "their two colours when they shrink, and stay 1-bit when they grow.\n"
              "4- and 8-bit pictures use nearest neighbour in mode 0 and the streaming\n"
              "scaler (24-bit or grey result) in mode 1.",
-     .options = {Opt::required(Opt::integer("width", "New width in pixels", 0, 1, 65535)),
-                 Opt::required(Opt::integer("height", "New height in pixels", 0, 1, 65535)),
+     .options = {Opt::operand(Opt::required(Opt::integer("width", "New width in pixels", 0, 1, 65535))),
+                 Opt::operand(Opt::required(Opt::integer("height", "New height in pixels", 0, 1, 65535))),
                  Opt::integer("mode", "Palette pictures: 0 nearest neighbour, 1 resample", 0,
                               0, 1)},
      .transform = scale},
@@ -90,7 +90,7 @@ const Registrar registrar{
      .summary = "Fit into a box keeping the aspect ratio, never enlarging",
      .help = "Shrinks the picture so that it fits into WxH with its aspect ratio kept.\n"
              "A picture already inside the box is left as it is.",
-     .options = {Opt::required(Opt::text("size", "Box as WxH, for example 160x120"))},
+     .options = {Opt::operand(Opt::required(Opt::text("size", "Box as WxH, for example 160x120")))},
      .transform = thumbnail},
     {.name = "scalecrop",
      .family = "geometry",
@@ -99,8 +99,8 @@ const Registrar registrar{
              "keeps the rectangle L,T,R,B of the scaled picture (top-down, right and\n"
              "bottom exclusive). Without --keep the whole scaled picture is kept.\n"
              "The result is 24-bit, or 8-bit grey for grey and 1-bit pictures.",
-     .options = {Opt::required(Opt::integer("width", "Scaled width", 0, 1, 65535)),
-                 Opt::required(Opt::integer("height", "Scaled height", 0, 1, 65535)),
+     .options = {Opt::operand(Opt::required(Opt::integer("width", "Scaled width", 0, 1, 65535))),
+                 Opt::operand(Opt::required(Opt::integer("height", "Scaled height", 0, 1, 65535))),
                  Opt::text("keep", "Rectangle of the scaled picture to keep, L,T,R,B")},
      .transform = scalecrop},
     {.name = "crop",
@@ -108,7 +108,7 @@ const Registrar registrar{
      .summary = "Keep a rectangle of the picture",
      .help = "Keeps the rectangle L,T,R,B (top-down, right and bottom exclusive),\n"
              "clipped to the picture. Depth and colours are unchanged.",
-     .options = {Opt::required(Opt::text("rect", "Rectangle to keep, L,T,R,B"))},
+     .options = {Opt::operand(Opt::required(Opt::text("rect", "Rectangle to keep, L,T,R,B")))},
      .transform = crop},
     {.name = "rotate",
      .family = "geometry",
@@ -119,7 +119,7 @@ const Registrar registrar{
              "nearest pixel for palette pictures. The background is a grey level at\n"
              "24 bits and a palette index at 8 bits; 1- and 4-bit pictures fill with\n"
              "their last index.",
-     .options = {Opt::required(Opt::number("degrees", "Angle, clockwise", 0, -36000, 36000)),
+     .options = {Opt::operand(Opt::required(Opt::number("degrees", "Angle, clockwise", 0, -36000, 36000))),
                  Opt::integer("background", "Fill for the uncovered corners", 255, 0, 255)},
      .transform = rotate},
     {.name = "rotate90",

@@ -108,9 +108,9 @@ const Registrar registrar{
      .help = "Each channel value v becomes (v - 128) x factor + 128, truncated and\n"
              "clamped. Green or blue below 0.001 take the red factor; nothing changes\n"
              "when all three are within 0.001 of 1.",
-     .options = {Opt::number("red", "Red factor", 1.5, 0, 100),
-                 Opt::number("green", "Green factor (0: as red)", 0, 0, 100),
-                 Opt::number("blue", "Blue factor (0: as red)", 0, 0, 100)},
+     .options = {Opt::operand(Opt::number("red", "Red factor", 1.5, 0, 100)),
+                 Opt::operand(Opt::number("green", "Green factor (0: as red)", 0, 0, 100)),
+                 Opt::operand(Opt::number("blue", "Blue factor (0: as red)", 0, 0, 100))},
      .transform =
          [](const Args& args, Image& image) {
              Tables t;
@@ -123,7 +123,7 @@ const Registrar registrar{
      .family = "tone",
      .summary = "Add a value to every channel",
      .help = "Adds VALUE to red, green and blue, clamped to 0..255.",
-     .options = {Opt::integer("value", "Offset", 30, -255, 255)},
+     .options = {Opt::operand(Opt::integer("value", "Offset", 30, -255, 255))},
      .transform =
          [](const Args& args, Image& image) {
              Tables t;
@@ -135,9 +135,9 @@ const Registrar registrar{
      .family = "tone",
      .summary = "Add an offset to each channel",
      .help = "Adds the red, green and blue offsets to their channels, clamped to 0..255.",
-     .options = {Opt::integer("red", "Red offset", 0, -255, 255),
-                 Opt::integer("green", "Green offset", 0, -255, 255),
-                 Opt::integer("blue", "Blue offset", 0, -255, 255)},
+     .options = {Opt::operand(Opt::integer("red", "Red offset", 0, -255, 255)),
+                 Opt::operand(Opt::integer("green", "Green offset", 0, -255, 255)),
+                 Opt::operand(Opt::integer("blue", "Blue offset", 0, -255, 255))},
      .transform =
          [](const Args& args, Image& image) {
              Tables t;
@@ -150,9 +150,9 @@ const Registrar registrar{
      .summary = "Gamma by position 1..100 (50 neutral) per channel",
      .help = "Position p gives the exponent 1 / 10^(p x 0.02 - 1): below 50 darkens,\n"
              "above 50 lightens. Green and blue default to the red position.",
-     .options = {Opt::integer("red", "Red position", 70, 1, 100),
-                 Opt::integer("green", "Green position (0: as red)", 0, 0, 100),
-                 Opt::integer("blue", "Blue position (0: as red)", 0, 0, 100)},
+     .options = {Opt::operand(Opt::integer("red", "Red position", 70, 1, 100)),
+                 Opt::operand(Opt::integer("green", "Green position (0: as red)", 0, 0, 100)),
+                 Opt::operand(Opt::integer("blue", "Blue position (0: as red)", 0, 0, 100))},
      .transform =
          [](const Args& args, Image& image) {
              Tables t;
@@ -196,7 +196,7 @@ const Registrar registrar{
              "centred) and blends the overlap: tint (amount = percent of the image\n"
              "kept), subtract, multiply, difference, darker, lighter (the mask's pixel\n"
              "wins where the image is darker / lighter than it, scaled by amount).",
-     .options = {Opt::required(Opt::text("mask", "Mask picture file")),
+     .options = {Opt::operand(Opt::required(Opt::text("mask", "Mask picture file"))),
                  Opt::choice("mode", "Blend mode", kMaskModes, "tint"),
                  Opt::integer("amount", "Amount 0..100", 50, 0, 100),
                  Opt::text("at", "Top-left corner X,Y in the image, or centre", "0,0")},
