@@ -65,6 +65,12 @@ status 1 "$V" scale 10 10 bad.bmp a.bmp
 status 1 "$V" scale 20 10 --out-dir out s.bmp bad.bmp t.bmp
 [ -f out/s.bmp ] && [ -f out/t.bmp ] || fail "batch results missing"
 grep -q '\[3/3\]' err.txt || fail "batch shows no progress"
+rm -rf out
+status 1 "$V" scale 20 10 --jobs 2 --out-dir out s.bmp bad.bmp t.bmp   # two files at once
+"$V" scale 20 10 s.bmp one.bmp
+same one.bmp out/s.bmp
+[ -f out/t.bmp ] || fail "parallel batch lost a result"
+[ "$(grep -c '^\[' err.txt)" = 3 ] || fail "parallel batch progress: $(cat err.txt)"
 
 # Lossless formats give back the same picture.
 for ext in png tif tga pcx ppm ras; do

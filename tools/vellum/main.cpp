@@ -7,6 +7,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <atomic>
 #include <cctype>
 #include <cstdio>
 #include <deque>
@@ -17,6 +18,7 @@
 #include <set>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "image_io.h"
@@ -121,6 +123,7 @@ struct Command {
     std::vector<CLI::Option*> options;  // parallel to op->options
     std::vector<std::string> files;
     std::string outDir;
+    unsigned jobs = 1;  // files worked on at once in a batch
 };
 
 void addCommand(CLI::App& root, Command& cmd) {
@@ -153,6 +156,12 @@ void addCommand(CLI::App& root, Command& cmd) {
                          "Write each result into DIR under its input's file name "
                          "(several inputs allowed)")
             ->option_text("DIR");
+        cmd.app
+            ->add_option("--jobs", cmd.jobs,
+                         "With --out-dir: files worked on at once (0: one per processor; "
+                         "default 1)")
+            ->option_text("N")
+            ->check(CLI::Range(0U, 256U));
         cmd.app
             ->add_option("FILES", cmd.files,
                          "Operands by position, then INPUT OUTPUT (or inputs with --out-dir)")
@@ -280,19 +289,30 @@ int runTransform(const Command& cmd, const Args& args) {
         }
     }
 
-    int failed = 0;
-    for (std::size_t i = 0; i < jobs.size(); ++i) {
-        const std::string& input = jobs[i].first;
-        const std::string& output = jobs[i].second;
-        if (jobs.size() > 1)
-            std::fprintf(stderr, "[%zu/%zu] %s\n", i + 1, jobs.size(), input.c_str());
-        Image image;
-        bool ok = reportFailures("", [&] { image = loadImage(input); });
-        ok = ok &&
-             reportFailures(op.name + " '" + input + "': ", [&] { op.transform(args, image); });
-        ok = ok && reportFailures("", [&] { saveImage(image, output); });
-        if (!ok) ++failed;
-    }
+    // Workers take the next file in turn; each progress or failure line is
+    // written by one call, so lines from different files do not mix.
+    std::atomic<std::size_t> next{0};
+    std::atomic<int> failed{0};
+    const auto work = [&] {
+        for (std::size_t i = next++; i < jobs.size(); i = next++) {
+            const std::string& input = jobs[i].first;
+            const std::string& output = jobs[i].second;
+            if (jobs.size() > 1)
+                std::fprintf(stderr, "[%zu/%zu] %s\n", i + 1, jobs.size(), input.c_str());
+            Image image;
+            bool ok = reportFailures("", [&] { image = loadImage(input); });
+            ok = ok && reportFailures(op.name + " '" + input + "': ",
+                                      [&] { op.transform(args, image); });
+            ok = ok && reportFailures("", [&] { saveImage(image, output); });
+            if (!ok) ++failed;
+        }
+    };
+    unsigned workers = cmd.jobs != 0 ? cmd.jobs : std::max(1U, std::thread::hardware_concurrency());
+    workers = static_cast<unsigned>(std::min<std::size_t>(workers, jobs.size()));
+    std::vector<std::thread> threads;
+    for (unsigned w = 1; w < workers; ++w) threads.emplace_back(work);
+    work();
+    for (std::thread& t : threads) t.join();
     return failed ? kExitFailure : 0;
 }
 

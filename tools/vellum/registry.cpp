@@ -55,7 +55,7 @@ std::string joined(const std::vector<std::string>& items, const char* separator)
 }
 
 void checkEntry(const Operation& op) {
-    static const char* const kReserved[] = {"help", "out-dir", "version"};
+    static const char* const kReserved[] = {"help", "jobs", "out-dir", "version"};
     const int runs = (op.transform ? 1 : 0) + (op.inspect ? 1 : 0) + (op.generate ? 1 : 0);
     if (op.name.empty() || op.name[0] == '-') badEntry(op, "bad name");
     if (op.family.empty() || op.summary.empty()) badEntry(op, "family and summary are needed");
