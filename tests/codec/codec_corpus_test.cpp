@@ -62,8 +62,6 @@ const std::map<std::string, std::string>& Refusals() {
         {"gif/pygif/max-codes.gif",
          "LZW minimum code size 11; giflib accepts at most 8 and the decode fails"},
         {"gif/pygif/no-data.gif", "no image in the file: there is no first frame to decode"},
-        {"tiff/pillow/12bit.cropped.tif",
-         "12-bit samples: libtiff's RGBA reader handles 1, 2, 4, 8 and 16 bits only"},
     };
     return kReasons;
 }
