@@ -186,6 +186,57 @@ TEST(CodecRoundTrip, AlphaPlane) {
     }
 }
 
+// Icons beyond 256 x 256 are written as a PNG entry whose directory size
+// bytes are 0, and read back at their real size.
+TEST(CodecRoundTrip, LargeIconsAsPngEntries) {
+    CxImage wide = Sample(24, 300, 40);
+    ASSERT_TRUE(wide.AlphaCreate());
+    for (std::size_t i = 0; i < 300 * 40; ++i) wide.AlphaGetPointer()[i] = BYTE(i * 5 % 256);
+    std::vector<BYTE> bytes;
+    ASSERT_TRUE(wide.Encode(bytes, CXIMAGE_FORMAT_ICO));
+    ASSERT_GT(bytes.size(), 30u);
+    EXPECT_EQ(bytes[6], 0);   // width 300: 0
+    EXPECT_EQ(bytes[7], 40);  // height as it is
+    EXPECT_EQ(bytes[12] | bytes[13] << 8, 32);  // alpha makes 32 bits
+    EXPECT_EQ(std::memcmp(bytes.data() + 22, "\x89PNG", 4), 0);
+    CxImage back;
+    ASSERT_TRUE(back.Decode(bytes.data(), bytes.size(), CXIMAGE_FORMAT_ICO));
+    ExpectSameColours(wide, back);
+    ASSERT_TRUE(back.AlphaIsValid());
+    EXPECT_EQ(std::memcmp(back.AlphaGetPointer(), wide.AlphaGetPointer(), 300 * 40), 0);
+
+    // A palette image keeps its depth, table and transparent index.
+    CxImage tall = Sample(8, 20, 257);
+    for (long y = 0; y < 257; ++y)
+        for (long x = 0; x < 20; ++x)
+            if (tall.GetPixelIndex(x, y) == 9) tall.SetPixelIndex(x, y, 8);
+    tall.SetPixelIndex(3, 3, 9);
+    tall.SetTransIndex(9);
+    const CxImage tallBack = Through(tall, CXIMAGE_FORMAT_ICO);
+    ExpectSameBits(tall, tallBack);
+    EXPECT_EQ(tallBack.GetTransIndex(), 9);
+
+    // The entry chosen is the largest by its real size: a 300 x 300 PNG
+    // entry, whose directory says 256 x 256 at 8 bits, wins over a 256 x 256
+    // bitmap entry at 24 bits.
+    std::vector<BYTE> png, bitmap;
+    ASSERT_TRUE(Sample(8, 300, 300).Encode(png, CXIMAGE_FORMAT_ICO));
+    ASSERT_TRUE(Sample(24, 256, 256).Encode(bitmap, CXIMAGE_FORMAT_ICO));
+    std::vector<BYTE> icon = {0, 0, 1, 0, 2, 0};
+    std::uint32_t offset = 6 + 2 * 16;
+    for (const auto* e : {&bitmap, &png}) {
+        icon.insert(icon.end(), e->begin() + 6, e->begin() + 18);  // its directory entry
+        for (int k = 0; k < 4; ++k) icon.push_back(BYTE(offset >> (8 * k)));
+        offset += static_cast<std::uint32_t>(e->size() - 22);
+    }
+    for (const auto* e : {&bitmap, &png}) icon.insert(icon.end(), e->begin() + 22, e->end());
+    CxImage chosen;
+    ASSERT_TRUE(chosen.Decode(icon.data(), icon.size(), CXIMAGE_FORMAT_ICO));
+    EXPECT_EQ(chosen.GetWidth(), 300u);
+    EXPECT_EQ(chosen.GetHeight(), 300u);
+    EXPECT_EQ(chosen.GetBpp(), 8);
+}
+
 TEST(CodecRoundTrip, GifReductionKeepsColoursClose) {
     const CxImage image = Sample(24, 64, 64);
     const CxImage back = Through(image, CXIMAGE_FORMAT_GIF);
