@@ -131,6 +131,21 @@ class VELLUM_API CxImage {
                width * height <= maxPixels_;
     }
 
+    // A load hint for thumbnails: the picture is wanted at about width x
+    // height or smaller. A decoder that can reduce the picture cheaply while
+    // decoding returns it reduced, never below width x height in either
+    // direction; the others ignore the hint. JPEG uses libjpeg's DCT scaling
+    // (1/2, 1/4 or 1/8, the largest reduction that still covers the size),
+    // whose pixels are libjpeg's reduced inverse transform: they are close to,
+    // not identical with, a full decode scaled down afterwards. 0 x 0 (the
+    // default) always decodes in full. The hint stays set across decodes.
+    void SetDecodeSizeHint(DWORD width, DWORD height) {
+        hintWidth_ = width;
+        hintHeight_ = height;
+    }
+    DWORD GetDecodeHintWidth() const { return hintWidth_; }
+    DWORD GetDecodeHintHeight() const { return hintHeight_; }
+
     // Building blocks for decoders and the image object.
     // A zero-filled image (palette: grey ramp, black and white for 1 bit).
     // With zeroFill false the pixel bytes are left unset (row padding is
@@ -179,4 +194,6 @@ class VELLUM_API CxImage {
     DWORD type_ = 0;
     BYTE jpegQuality_ = 75;
     std::int64_t maxPixels_ = kCodecMaxPixels;
+    DWORD hintWidth_ = 0;
+    DWORD hintHeight_ = 0;
 };

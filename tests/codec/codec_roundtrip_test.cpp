@@ -363,3 +363,55 @@ TEST(CodecImage, TopDownBmpTurnedBottomUp) {
 }
 
 }  // namespace
+
+namespace {
+
+// The thumbnail hint: JPEG decodes at the largest DCT reduction (1/2, 1/4,
+// 1/8) that still covers the wanted size; the pixels stay close to the full
+// decode averaged over the same blocks.
+TEST(CodecImage, JpegDecodeSizeHint) {
+    CxImage picture = Sample(24, 400, 300);
+    for (DWORD y = 0; y < 300; ++y)  // smooth, so that block means are comparable
+        for (DWORD x = 0; x < 400; ++x) {
+            BYTE* p = picture.GetBits(y) + 3 * x;
+            p[0] = BYTE(x * 255 / 399), p[1] = BYTE(y * 255 / 299), p[2] = BYTE((x + y) / 3);
+        }
+    picture.SetJpegQuality(95);
+    std::vector<BYTE> bytes;
+    ASSERT_TRUE(picture.Encode(bytes, CXIMAGE_FORMAT_JPG));
+    CxImage full;
+    ASSERT_TRUE(full.Decode(bytes.data(), bytes.size(), CXIMAGE_FORMAT_JPG));
+    struct Case {
+        DWORD wantW, wantH, gotW, gotH;
+    };
+    const Case cases[] = {
+        {100, 70, 100, 75},   // 1/4: 100 x 75 covers it, 1/8 (50 x 38) does not
+        {101, 70, 200, 150},  // one more column needs 1/2
+        {160, 120, 200, 150}, {50, 38, 50, 38}, {1, 1, 50, 38},
+        {201, 10, 400, 300},  // too wide for any reduction
+        {0, 0, 400, 300},     // no hint
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.wantW << " x " << c.wantH);
+        CxImage image;
+        image.SetDecodeSizeHint(c.wantW, c.wantH);
+        ASSERT_TRUE(image.Decode(bytes.data(), bytes.size(), CXIMAGE_FORMAT_JPG));
+        ASSERT_EQ(image.GetWidth(), c.gotW);
+        ASSERT_EQ(image.GetHeight(), c.gotH);
+        const DWORD f = 400 / c.gotW;
+        long long error = 0;
+        for (DWORD y = 0; y + 1 < c.gotH; ++y)
+            for (DWORD x = 0; x + 1 < c.gotW; ++x) {
+                const BYTE* p = image.GetBits(y) + 3 * x;
+                for (int k = 0; k < 3; ++k) {
+                    long sum = 0;
+                    for (DWORD j = 0; j < f; ++j)
+                        for (DWORD i = 0; i < f; ++i) sum += full.GetBits(y * f + j)[3 * (x * f + i) + k];
+                    error += std::abs(p[k] - sum / long(f * f));
+                }
+            }
+        EXPECT_LT(error / ((c.gotW - 1) * (c.gotH - 1) * 3), 3);
+    }
+}
+
+}  // namespace

@@ -224,7 +224,7 @@ Image makeImage24(int width, int height) {
     return image;
 }
 
-Image loadImage(const std::string& path) {
+Image loadImage(const std::string& path, DWORD hintWidth, DWORD hintHeight) {
     std::error_code ec;
     if (fs::is_directory(path, ec))
         throw Failure("cannot read " + quoted(path) + ": is a directory");
@@ -247,7 +247,9 @@ Image loadImage(const std::string& path) {
             image = fromCodec(codec);
         }
     } else {
-        CxImage codec(path.c_str(), static_cast<DWORD>(type));
+        CxImage codec(static_cast<DWORD>(type));
+        codec.SetDecodeSizeHint(hintWidth, hintHeight);
+        codec.Load(path.c_str(), static_cast<DWORD>(type));
         if (!codec.IsValid()) {
             std::FILE* file = std::fopen(path.c_str(), "rb");
             if (!file) throw Failure("cannot read " + quoted(path) + ": " + openFailureReason(path));

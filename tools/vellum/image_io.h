@@ -71,7 +71,11 @@ struct Image {
 Image makeImage24(int width, int height);
 
 // Reads an image file; throws Failure("cannot read '<path>': <reason>").
-Image loadImage(const std::string& path);
+// A hint of width x height (both above 0) says the picture is wanted no
+// larger than that, as for a thumbnail: formats that can decode reduced do
+// so (JPEG through DCT scaling, CxImage::SetDecodeSizeHint), never below the
+// hint; the others are read in full.
+Image loadImage(const std::string& path, DWORD hintWidth = 0, DWORD hintHeight = 0);
 
 // Writes the image in the format of the path's extension (BMP through
 // ThSaveDibData, which may normalise the header in place; JPEG at
