@@ -124,7 +124,8 @@ struct Plane {
             gx / std::max<OPJ_UINT32>(c->dx, 1) - c->x0, 0, std::int64_t{c->w} - 1);
         const std::int64_t cy = std::clamp<std::int64_t>(
             gy / std::max<OPJ_UINT32>(c->dy, 1) - c->y0, 0, std::int64_t{c->h} - 1);
-        std::int64_t v = c->data[static_cast<std::size_t>(cy) * c->w + static_cast<std::size_t>(cx)];
+        std::int64_t v =
+            c->data[static_cast<std::size_t>(cy) * c->w + static_cast<std::size_t>(cx)];
         if (c->sgnd) v += (max + 1) / 2;
         return std::clamp<std::int64_t>(v, 0, max);
     }
@@ -133,7 +134,8 @@ struct Plane {
         return static_cast<BYTE>((at(first, x, y) * 255 + max / 2) / max);
     }
     // The same on a 0..255 scale, unrounded; chroma centred on 2^(p-1).
-    double unit(const opj_image_comp_t& first, std::uint32_t x, std::uint32_t y, bool chroma) const {
+    double unit(const opj_image_comp_t& first, std::uint32_t x, std::uint32_t y,
+                bool chroma) const {
         const std::int64_t v = at(first, x, y) - (chroma ? (max + 1) / 2 : 0);
         return static_cast<double>(v) * 255.0 / static_cast<double>(max);
     }
@@ -148,7 +150,8 @@ Plane PlaneOf(const opj_image_comp_t& c) {
 // of the samples, each result rounded half up and clamped to 0..255.
 void SyccToRgb(double y, double cb, double cr, BYTE rgb[3]) {
     const double v[3] = {y + 1.402 * cr, y - 0.344136 * cb - 0.714136 * cr, y + 1.772 * cb};
-    for (int k = 0; k < 3; ++k) rgb[k] = static_cast<BYTE>(std::clamp(std::floor(v[k] + 0.5), 0.0, 255.0));
+    for (int k = 0; k < 3; ++k)
+        rgb[k] = static_cast<BYTE>(std::clamp(std::floor(v[k] + 0.5), 0.0, 255.0));
 }
 
 }  // namespace
@@ -193,11 +196,11 @@ bool DecodeJpeg2000(CxImage& image, const std::uint8_t* data, std::size_t size, 
     BYTE* alpha = image.AlphaGetPointer();
     // Three components with sub-sampled chroma and no colour space said (a
     // bare code stream) are taken for sYCC: RGB is not sub-sampled.
-    const bool unsaid = img->color_space == OPJ_CLRSPC_UNSPECIFIED ||
-                        img->color_space == OPJ_CLRSPC_UNKNOWN;
+    const bool unsaid =
+        img->color_space == OPJ_CLRSPC_UNSPECIFIED || img->color_space == OPJ_CLRSPC_UNKNOWN;
     const bool subsampled = n == 3 && first.dx == 1 && first.dy == 1 &&
-                            (img->comps[1].dx > 1 || img->comps[1].dy > 1 ||
-                             img->comps[2].dx > 1 || img->comps[2].dy > 1);
+                            (img->comps[1].dx > 1 || img->comps[1].dy > 1 || img->comps[2].dx > 1 ||
+                             img->comps[2].dy > 1);
     const bool sycc = !grey && (img->color_space == OPJ_CLRSPC_SYCC || (unsaid && subsampled));
     const Plane p0 = PlaneOf(first);
     const Plane p1 = PlaneOf(img->comps[n > 1 ? 1 : 0]);

@@ -102,18 +102,28 @@ struct Walk {
 Walk WalkRow(int orientation, std::uint32_t w, std::uint32_t h, std::uint32_t sy) {
     const std::int64_t right = std::int64_t{w} - 1, bottom = std::int64_t{h} - 1;
     switch (orientation) {
-        case ORIENTATION_TOPRIGHT: return {right, sy, -1, 0};
-        case ORIENTATION_BOTRIGHT: return {right, bottom - sy, -1, 0};
-        case ORIENTATION_BOTLEFT: return {0, bottom - sy, 1, 0};
-        case ORIENTATION_LEFTTOP: return {sy, 0, 0, 1};
-        case ORIENTATION_RIGHTTOP: return {bottom - sy, 0, 0, 1};
-        case ORIENTATION_RIGHTBOT: return {bottom - sy, right, 0, -1};
-        case ORIENTATION_LEFTBOT: return {sy, right, 0, -1};
-        default: return {0, sy, 1, 0};
+        case ORIENTATION_TOPRIGHT:
+            return {right, sy, -1, 0};
+        case ORIENTATION_BOTRIGHT:
+            return {right, bottom - sy, -1, 0};
+        case ORIENTATION_BOTLEFT:
+            return {0, bottom - sy, 1, 0};
+        case ORIENTATION_LEFTTOP:
+            return {sy, 0, 0, 1};
+        case ORIENTATION_RIGHTTOP:
+            return {bottom - sy, 0, 0, 1};
+        case ORIENTATION_RIGHTBOT:
+            return {bottom - sy, right, 0, -1};
+        case ORIENTATION_LEFTBOT:
+            return {sy, right, 0, -1};
+        default:
+            return {0, sy, 1, 0};
     }
 }
 
-bool Transposed(int orientation) { return orientation >= ORIENTATION_LEFTTOP; }
+bool Transposed(int orientation) {
+    return orientation >= ORIENTATION_LEFTTOP;
+}
 
 // One sample of `bits` (8, 12 or 16) bits from a decoded row, reduced to 8
 // bits as (v x 255 + max / 2) / max, the rounding used for 16-bit PNG samples.
@@ -382,12 +392,13 @@ bool DecodeTiff(CxImage& image, const std::uint8_t* data, std::size_t size) {
                           compression == COMPRESSION_ADOBE_DEFLATE ||
                           compression == COMPRESSION_DEFLATE;
     const bool uintSamples = format == SAMPLEFORMAT_UINT;
-    const bool grey = photometric == PHOTOMETRIC_MINISBLACK || photometric == PHOTOMETRIC_MINISWHITE;
-    const bool indexed =
-        hasPhotometric && uintSamples && spp == 1 &&
-        ((photometric == PHOTOMETRIC_PALETTE && (bits == 1 || bits == 2 || bits == 4 || bits == 8)) ||
-         (grey && (bits == 1 || bits == 2 || bits == 4 || bits == 8 || bits == 16 ||
-                   (bits == 12 && twelveOk))));
+    const bool grey =
+        photometric == PHOTOMETRIC_MINISBLACK || photometric == PHOTOMETRIC_MINISWHITE;
+    const bool indexed = hasPhotometric && uintSamples && spp == 1 &&
+                         ((photometric == PHOTOMETRIC_PALETTE &&
+                           (bits == 1 || bits == 2 || bits == 4 || bits == 8)) ||
+                          (grey && (bits == 1 || bits == 2 || bits == 4 || bits == 8 ||
+                                    bits == 16 || (bits == 12 && twelveOk))));
     if (indexed) return ReadIndexedPage(tif, image, w, h, bits, photometric, orientation);
     const bool plainAlpha = spp == 4 && extra == 1 && extraTypes && extraTypes[0] == EXTRASAMPLE_UNASSALPHA;
     const bool rgb = hasPhotometric && photometric == PHOTOMETRIC_RGB && uintSamples && !jpeg &&

@@ -13,8 +13,10 @@
 //    AND-mask of a palette image with a free entry) is kept; -1 means none.
 //  - Decoders read from memory through a bounds-checked cursor or the
 //    format library; any damage, warning or refusal leaves the image
-//    invalid. No decoder allocates an image of more than kCodecMaxPixels
-//    pixels: the size is checked in 64 bits first.
+//    invalid (TIFF excepted: damaged strips and tiles are tolerated the way
+//    libtiff's own reader tolerates them, see tiff.cpp). No decoder
+//    allocates an image of more than kCodecMaxPixels pixels: the size is
+//    checked in 64 bits first.
 //  - Format libraries never print: their error and warning handlers turn
 //    every complaint into a failed decode or encode.
 //  - Format numbers are the file-type numbers of ThFindType (CXIMAGE_FORMAT_*).

@@ -195,8 +195,8 @@ TEST(CodecRoundTrip, LargeIconsAsPngEntries) {
     std::vector<BYTE> bytes;
     ASSERT_TRUE(wide.Encode(bytes, CXIMAGE_FORMAT_ICO));
     ASSERT_GT(bytes.size(), 30u);
-    EXPECT_EQ(bytes[6], 0);   // width 300: 0
-    EXPECT_EQ(bytes[7], 40);  // height as it is
+    EXPECT_EQ(bytes[6], 0);                     // width 300: 0
+    EXPECT_EQ(bytes[7], 40);                    // height as it is
     EXPECT_EQ(bytes[12] | bytes[13] << 8, 32);  // alpha makes 32 bits
     EXPECT_EQ(std::memcmp(bytes.data() + 22, "\x89PNG", 4), 0);
     CxImage back;
@@ -387,9 +387,9 @@ TEST(CodecImage, JpegDecodeSizeHint) {
     const Case cases[] = {
         {100, 70, 100, 75},   // 1/4: 100 x 75 covers it, 1/8 (50 x 38) does not
         {101, 70, 200, 150},  // one more column needs 1/2
-        {160, 120, 200, 150}, {50, 38, 50, 38}, {1, 1, 50, 38},
-        {201, 10, 400, 300},  // too wide for any reduction
-        {0, 0, 400, 300},     // no hint
+        {160, 120, 200, 150}, {50, 38, 50, 38},
+        {1, 1, 50, 38},       {201, 10, 400, 300},  // too wide for any reduction
+        {0, 0, 400, 300},                           // no hint
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(testing::Message() << c.wantW << " x " << c.wantH);
@@ -406,7 +406,8 @@ TEST(CodecImage, JpegDecodeSizeHint) {
                 for (int k = 0; k < 3; ++k) {
                     long sum = 0;
                     for (DWORD j = 0; j < f; ++j)
-                        for (DWORD i = 0; i < f; ++i) sum += full.GetBits(y * f + j)[3 * (x * f + i) + k];
+                        for (DWORD i = 0; i < f; ++i)
+                            sum += full.GetBits(y * f + j)[3 * (x * f + i) + k];
                     error += std::abs(p[k] - sum / long(f * f));
                 }
             }

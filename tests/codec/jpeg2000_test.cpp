@@ -18,12 +18,15 @@ struct Component {
     OPJ_UINT32 dx = 1, dy = 1;
 };
 
-std::uint32_t CeilDiv(std::uint32_t a, std::uint32_t b) { return (a + b - 1) / b; }
+std::uint32_t CeilDiv(std::uint32_t a, std::uint32_t b) {
+    return (a + b - 1) / b;
+}
 
 // Sample of a component at (i, j) of its own grid (absolute indices, origin
 // included), any value that makes a wrong pick show.
 int Value(int component, std::uint32_t i, std::uint32_t j) {
-    return static_cast<int>((i * 29 + j * 53 + static_cast<std::uint32_t>(component) * 71 + i * j) % 256);
+    return static_cast<int>((i * 29 + j * 53 + static_cast<std::uint32_t>(component) * 71 + i * j) %
+                            256);
 }
 
 // Writes an 8-bit image of the given components over the image area
@@ -42,7 +45,8 @@ std::vector<BYTE> Encode(const std::vector<Component>& comps, std::uint32_t x0, 
         p.h = CeilDiv(y1, p.dy) - p.y0;
         p.prec = 8;
     }
-    opj_image_t* image = opj_image_create(static_cast<OPJ_UINT32>(comps.size()), parms.data(), space);
+    opj_image_t* image =
+        opj_image_create(static_cast<OPJ_UINT32>(comps.size()), parms.data(), space);
     EXPECT_NE(image, nullptr);
     if (!image) return {};
     image->x0 = x0;
@@ -68,7 +72,8 @@ std::vector<BYTE> Encode(const std::vector<Component>& comps, std::uint32_t x0, 
     const std::string path = dir.File(jp2 ? "a.jp2" : "a.j2k");
     opj_codec_t* codec = opj_create_compress(jp2 ? OPJ_CODEC_JP2 : OPJ_CODEC_J2K);
     bool ok = codec && opj_setup_encoder(codec, &params, image);
-    opj_stream_t* stream = ok ? opj_stream_create_default_file_stream(path.c_str(), OPJ_FALSE) : nullptr;
+    opj_stream_t* stream =
+        ok ? opj_stream_create_default_file_stream(path.c_str(), OPJ_FALSE) : nullptr;
     ok = stream && opj_start_compress(codec, image, stream) && opj_encode(codec, stream) &&
          opj_end_compress(codec, stream);
     if (stream) opj_stream_destroy(stream);
@@ -94,7 +99,8 @@ TEST(Jpeg2000, SyccWithSubsampledChromaAndOffsetBecomesRgb) {
         SCOPED_TRACE(jp2 ? "JP2 file saying sYCC" : "bare code stream");
         const std::vector<BYTE> bytes = Encode(comps, x0, y0, x1, y1, OPJ_CLRSPC_SYCC, jp2);
         CxImage image;
-        ASSERT_TRUE(image.Decode(bytes.data(), bytes.size(), jp2 ? CXIMAGE_FORMAT_JP2 : CXIMAGE_FORMAT_JPC));
+        ASSERT_TRUE(image.Decode(bytes.data(), bytes.size(),
+                                 jp2 ? CXIMAGE_FORMAT_JP2 : CXIMAGE_FORMAT_JPC));
         ASSERT_EQ(image.GetWidth(), x1 - x0);
         ASSERT_EQ(image.GetHeight(), y1 - y0);
         ASSERT_EQ(image.GetBpp(), 24);
@@ -104,8 +110,11 @@ TEST(Jpeg2000, SyccWithSubsampledChromaAndOffsetBecomesRgb) {
                 const double luma = Value(0, gx, gy);
                 const double cb = Covering(1, comps[1], x0, y0, x1, y1, gx, gy) - 128;
                 const double cr = Covering(2, comps[2], x0, y0, x1, y1, gx, gy) - 128;
-                auto round = [](double v) { return static_cast<int>(std::clamp(std::floor(v + 0.5), 0.0, 255.0)); };
-                const RGBQUAD c = image.GetPixelColor(static_cast<long>(x), static_cast<long>(y1 - y0 - 1 - y));
+                auto round = [](double v) {
+                    return static_cast<int>(std::clamp(std::floor(v + 0.5), 0.0, 255.0));
+                };
+                const RGBQUAD c =
+                    image.GetPixelColor(static_cast<long>(x), static_cast<long>(y1 - y0 - 1 - y));
                 ASSERT_EQ(c.rgbRed, round(luma + 1.402 * cr)) << x << "," << y;
                 ASSERT_EQ(c.rgbGreen, round(luma - 0.344136 * cb - 0.714136 * cr)) << x << "," << y;
                 ASSERT_EQ(c.rgbBlue, round(luma + 1.772 * cb)) << x << "," << y;
@@ -128,7 +137,8 @@ TEST(Jpeg2000, ComponentsMeetOnTheReferenceGrid) {
     for (std::uint32_t y = 0; y < 9; ++y)
         for (std::uint32_t x = 0; x < 61; ++x) {
             const long dy = static_cast<long>(8 - y);
-            ASSERT_EQ(image.GetPixelColor(static_cast<long>(x), dy).rgbRed, Value(0, 3 + x, y0 + y));
+            ASSERT_EQ(image.GetPixelColor(static_cast<long>(x), dy).rgbRed,
+                      Value(0, 3 + x, y0 + y));
             ASSERT_EQ(image.GetAlpha(static_cast<long>(x), dy), Value(1, 2 * (3 + x), y0 + y)) << x;
         }
 }

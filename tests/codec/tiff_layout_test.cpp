@@ -66,7 +66,8 @@ std::vector<BYTE> Write(const Layout& l, const platform_test::TempDir& dir) {
     TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, l.photometric);
     TIFFSetField(tif, TIFFTAG_ORIENTATION, l.orientation);
     TIFFSetField(tif, TIFFTAG_COMPRESSION, l.compression);
-    TIFFSetField(tif, TIFFTAG_PLANARCONFIG, l.separate ? PLANARCONFIG_SEPARATE : PLANARCONFIG_CONTIG);
+    TIFFSetField(tif, TIFFTAG_PLANARCONFIG,
+                 l.separate ? PLANARCONFIG_SEPARATE : PLANARCONFIG_CONTIG);
     if (l.photometric == PHOTOMETRIC_SEPARATED) TIFFSetField(tif, TIFFTAG_INKSET, INKSET_CMYK);
     if (!l.extra.empty())
         TIFFSetField(tif, TIFFTAG_EXTRASAMPLES, static_cast<std::uint16_t>(l.extra.size()),
@@ -90,11 +91,15 @@ std::vector<BYTE> Write(const Layout& l, const platform_test::TempDir& dir) {
                         std::vector<unsigned> row;
                         for (std::uint32_t x = tx; x < tx + 16; ++x)
                             for (int s = 0; s < per; ++s)
-                                row.push_back(x < kW && y < kH ? Stored(x, y, l.separate ? p : s, l.bits) : 0);
+                                row.push_back(x < kW && y < kH
+                                                  ? Stored(x, y, l.separate ? p : s, l.bits)
+                                                  : 0);
                         const auto packed = Pack(row, l.bits);
                         tile.insert(tile.end(), packed.begin(), packed.end());
                     }
-                    EXPECT_GE(TIFFWriteTile(tif, tile.data(), tx, ty, 0, static_cast<std::uint16_t>(p)), 0);
+                    EXPECT_GE(
+                        TIFFWriteTile(tif, tile.data(), tx, ty, 0, static_cast<std::uint16_t>(p)),
+                        0);
                 }
     } else {
         TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, 5);
@@ -102,9 +107,11 @@ std::vector<BYTE> Write(const Layout& l, const platform_test::TempDir& dir) {
             for (std::uint32_t y = 0; y < kH; ++y) {
                 std::vector<unsigned> row;
                 for (std::uint32_t x = 0; x < kW; ++x)
-                    for (int s = 0; s < per; ++s) row.push_back(Stored(x, y, l.separate ? p : s, l.bits));
+                    for (int s = 0; s < per; ++s)
+                        row.push_back(Stored(x, y, l.separate ? p : s, l.bits));
                 auto packed = Pack(row, l.bits);
-                EXPECT_GE(TIFFWriteScanline(tif, packed.data(), y, static_cast<std::uint16_t>(p)), 0);
+                EXPECT_GE(TIFFWriteScanline(tif, packed.data(), y, static_cast<std::uint16_t>(p)),
+                          0);
             }
     }
     TIFFClose(tif);
@@ -113,13 +120,16 @@ std::vector<BYTE> Write(const Layout& l, const platform_test::TempDir& dir) {
 
 // Where stored pixel (x, y) shows, top-down: orientations 5 to 8 transpose
 // first; then 2, 3, 6, 7 mirror left to right and 3, 4, 7, 8 top to bottom.
-void Shown(int orientation, std::uint32_t x, std::uint32_t y, std::uint32_t& dx, std::uint32_t& dy) {
+void Shown(int orientation, std::uint32_t x, std::uint32_t y, std::uint32_t& dx,
+           std::uint32_t& dy) {
     const bool turn = orientation >= 5;
     const std::uint32_t w = turn ? kH : kW, h = turn ? kW : kH;
     dx = turn ? y : x;
     dy = turn ? x : y;
-    if (orientation == 2 || orientation == 3 || orientation == 6 || orientation == 7) dx = w - 1 - dx;
-    if (orientation == 3 || orientation == 4 || orientation == 7 || orientation == 8) dy = h - 1 - dy;
+    if (orientation == 2 || orientation == 3 || orientation == 6 || orientation == 7)
+        dx = w - 1 - dx;
+    if (orientation == 3 || orientation == 4 || orientation == 7 || orientation == 8)
+        dy = h - 1 - dy;
 }
 
 BYTE To8(unsigned v, int bits) {
@@ -129,8 +139,9 @@ BYTE To8(unsigned v, int bits) {
 
 // Decodes and checks the size, then calls `check(image, x, y, dx, dyFromBottom)`
 // for every stored pixel.
-void Decode(const Layout& l, int bpp,
-            const std::function<void(const CxImage&, std::uint32_t, std::uint32_t, long, long)>& check) {
+void Decode(
+    const Layout& l, int bpp,
+    const std::function<void(const CxImage&, std::uint32_t, std::uint32_t, long, long)>& check) {
     platform_test::TempDir dir;
     const std::vector<BYTE> bytes = Write(l, dir);
     CxImage image;
@@ -143,7 +154,8 @@ void Decode(const Layout& l, int bpp,
         for (std::uint32_t x = 0; x < kW; ++x) {
             std::uint32_t dx, dy;
             Shown(l.orientation, x, y, dx, dy);
-            check(image, x, y, static_cast<long>(dx), static_cast<long>(image.GetHeight() - 1 - dy));
+            check(image, x, y, static_cast<long>(dx),
+                  static_cast<long>(image.GetHeight() - 1 - dy));
             if (::testing::Test::HasFailure()) {
                 ADD_FAILURE() << "at stored pixel " << x << "," << y;
                 return;
@@ -166,19 +178,22 @@ TEST(TiffLayout, PaletteAndGreyPagesStayPaletteImagesInEveryLayout) {
                                                       << bits << (tiled ? " tiles" : " strips")
                                                       << " orientation " << orientation);
                     const int bpp = bits == 1 ? 1 : bits <= 4 ? 4 : 8;
-                    Decode(l, bpp, [&](const CxImage& image, std::uint32_t x, std::uint32_t y, long dx, long dy) {
-                        const unsigned v = Stored(x, y, 0, bits);
-                        ASSERT_EQ(image.GetPixelIndex(dx, dy), v);
-                        const RGBQUAD c = image.GetPixelColor(dx, dy);
-                        if (photometric == PHOTOMETRIC_PALETTE) {
-                            ASSERT_EQ(c.rgbRed, (v * 3 * 37) % 256);
-                            ASSERT_EQ(c.rgbBlue, (v * 5 * 37) % 256);
-                        } else {
-                            const BYTE g = To8(v, bits);
-                            ASSERT_EQ(c.rgbRed, photometric == PHOTOMETRIC_MINISWHITE ? 255 - g : g);
-                            ASSERT_EQ(c.rgbGreen, c.rgbBlue);
-                        }
-                    });
+                    Decode(l, bpp,
+                           [&](const CxImage& image, std::uint32_t x, std::uint32_t y, long dx,
+                               long dy) {
+                               const unsigned v = Stored(x, y, 0, bits);
+                               ASSERT_EQ(image.GetPixelIndex(dx, dy), v);
+                               const RGBQUAD c = image.GetPixelColor(dx, dy);
+                               if (photometric == PHOTOMETRIC_PALETTE) {
+                                   ASSERT_EQ(c.rgbRed, (v * 3 * 37) % 256);
+                                   ASSERT_EQ(c.rgbBlue, (v * 5 * 37) % 256);
+                               } else {
+                                   const BYTE g = To8(v, bits);
+                                   ASSERT_EQ(c.rgbRed,
+                                             photometric == PHOTOMETRIC_MINISWHITE ? 255 - g : g);
+                                   ASSERT_EQ(c.rgbGreen, c.rgbBlue);
+                               }
+                           });
                 }
 }
 
@@ -195,21 +210,26 @@ TEST(TiffLayout, DeepSamplesAreRoundedToEightBits) {
                 grey.tiled = tiled;
                 grey.compression = compression;
                 grey.orientation = tiled ? ORIENTATION_RIGHTTOP : ORIENTATION_TOPLEFT;
-                Decode(grey, 8, [&](const CxImage& image, std::uint32_t x, std::uint32_t y, long dx, long dy) {
-                    ASSERT_TRUE(image.IsGrayScale());
-                    ASSERT_EQ(image.GetPixelColor(dx, dy).rgbRed, To8(Stored(x, y, 0, bits), bits));
-                });
+                Decode(
+                    grey, 8,
+                    [&](const CxImage& image, std::uint32_t x, std::uint32_t y, long dx, long dy) {
+                        ASSERT_TRUE(image.IsGrayScale());
+                        ASSERT_EQ(image.GetPixelColor(dx, dy).rgbRed,
+                                  To8(Stored(x, y, 0, bits), bits));
+                    });
                 for (bool separate : {false, true}) {
                     Layout rgb = grey;
                     rgb.photometric = PHOTOMETRIC_RGB;
                     rgb.spp = 3;
                     rgb.separate = separate;
-                    Decode(rgb, 24, [&](const CxImage& image, std::uint32_t x, std::uint32_t y, long dx, long dy) {
-                        const RGBQUAD c = image.GetPixelColor(dx, dy);
-                        ASSERT_EQ(c.rgbRed, To8(Stored(x, y, 0, bits), bits));
-                        ASSERT_EQ(c.rgbGreen, To8(Stored(x, y, 1, bits), bits));
-                        ASSERT_EQ(c.rgbBlue, To8(Stored(x, y, 2, bits), bits));
-                    });
+                    Decode(rgb, 24,
+                           [&](const CxImage& image, std::uint32_t x, std::uint32_t y, long dx,
+                               long dy) {
+                               const RGBQUAD c = image.GetPixelColor(dx, dy);
+                               ASSERT_EQ(c.rgbRed, To8(Stored(x, y, 0, bits), bits));
+                               ASSERT_EQ(c.rgbGreen, To8(Stored(x, y, 1, bits), bits));
+                               ASSERT_EQ(c.rgbBlue, To8(Stored(x, y, 2, bits), bits));
+                           });
                 }
             }
 }
@@ -224,22 +244,24 @@ TEST(TiffLayout, ColourPagesInEveryOrientation) {
         rgba.extra = {EXTRASAMPLE_UNASSALPHA};
         rgba.tiled = true;
         rgba.orientation = orientation;
-        Decode(rgba, 24, [&](const CxImage& image, std::uint32_t x, std::uint32_t y, long dx, long dy) {
-            ASSERT_TRUE(image.AlphaIsValid());
-            ASSERT_EQ(image.GetPixelColor(dx, dy).rgbGreen, Stored(x, y, 1, 8));
-            ASSERT_EQ(image.GetAlpha(dx, dy), Stored(x, y, 3, 8));
-        });
+        Decode(rgba, 24,
+               [&](const CxImage& image, std::uint32_t x, std::uint32_t y, long dx, long dy) {
+                   ASSERT_TRUE(image.AlphaIsValid());
+                   ASSERT_EQ(image.GetPixelColor(dx, dy).rgbGreen, Stored(x, y, 1, 8));
+                   ASSERT_EQ(image.GetAlpha(dx, dy), Stored(x, y, 3, 8));
+               });
         // CMYK goes through libtiff's RGBA reader; with no black, red is
         // 255 - cyan exactly.
         Layout cmyk;
         cmyk.photometric = PHOTOMETRIC_SEPARATED;
         cmyk.spp = 4;
         cmyk.orientation = orientation;
-        Decode(cmyk, 24, [&](const CxImage& image, std::uint32_t x, std::uint32_t y, long dx, long dy) {
-            const unsigned black = Stored(x, y, 3, 8);
-            const RGBQUAD c = image.GetPixelColor(dx, dy);
-            ASSERT_EQ(c.rgbRed, (255 - black) * (255 - Stored(x, y, 0, 8)) / 255);
-        });
+        Decode(cmyk, 24,
+               [&](const CxImage& image, std::uint32_t x, std::uint32_t y, long dx, long dy) {
+                   const unsigned black = Stored(x, y, 3, 8);
+                   const RGBQUAD c = image.GetPixelColor(dx, dy);
+                   ASSERT_EQ(c.rgbRed, (255 - black) * (255 - Stored(x, y, 0, 8)) / 255);
+               });
     }
 }
 

@@ -11,9 +11,9 @@ using namespace vellum::cli;
 // Palette index of pixel x of bottom-up row y of a 1-, 4- or 8-bit pair.
 int indexAt(const Image& image, long x, long y) {
     const int bpp = image.bitCount();
-    const BYTE* row = static_cast<const BYTE*>(image.bits) +
-                      static_cast<std::size_t>(y) *
-                          static_cast<std::size_t>(VellumDibStride(bpp, image.width()));
+    const BYTE* row =
+        static_cast<const BYTE*>(image.bits) +
+        static_cast<std::size_t>(y) * static_cast<std::size_t>(VellumDibStride(bpp, image.width()));
     if (bpp == 8) return row[x];
     if (bpp == 4) return (x & 1) ? row[x / 2] & 15 : row[x / 2] >> 4;
     return row[x / 8] >> (7 - x % 8) & 1;
@@ -75,18 +75,19 @@ void convert(const Args& args, Image& image) {
         static_cast<std::size_t>(image.width()) * static_cast<std::size_t>(image.height());
     const bool hadAlpha = image.alpha.size() == pixels && pixels > 0;
     if (!hadAlpha) image.alpha.clear();
-    const bool binaryAlpha =
-        hadAlpha && std::all_of(image.alpha.begin(), image.alpha.end(),
-                                [](BYTE a) { return a == 0 || a == 255; });
+    const bool binaryAlpha = hadAlpha && std::all_of(image.alpha.begin(), image.alpha.end(),
+                                                     [](BYTE a) { return a == 0 || a == 255; });
     const bool hadIndex = before <= 8 && image.transIndex >= 0;
     std::vector<bool> transparent;
     if (hadIndex || binaryAlpha) {
         transparent.assign(pixels, false);
         for (long y = 0; y < image.height(); ++y)
             for (long x = 0; x < image.width(); ++x) {
-                const std::size_t i = static_cast<std::size_t>(y) * static_cast<std::size_t>(image.width()) +
-                                      static_cast<std::size_t>(x);
-                transparent[i] = hadAlpha ? image.alpha[i] == 0 : indexAt(image, x, y) == image.transIndex;
+                const std::size_t i =
+                    static_cast<std::size_t>(y) * static_cast<std::size_t>(image.width()) +
+                    static_cast<std::size_t>(x);
+                transparent[i] =
+                    hadAlpha ? image.alpha[i] == 0 : indexAt(image, x, y) == image.transIndex;
             }
     }
     const int ok = depth == 24 ? ThConvertTo24Bit(image.bits, image.info)
