@@ -25,6 +25,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <vector>
 
 #include "codec/formats.h"
 
@@ -113,38 +114,53 @@ void Silence(opj_codec_t* codec) {
 // over two pixels, and an image-area offset moves every component alike.
 // Made unsigned by adding 2^(precision - 1) when signed, clamped to
 // 0..2^precision - 1.
-struct Plane {
-    const opj_image_comp_t* c;
-    std::int64_t max;
-    // Sample of the picture's pixel (x, y).
-    std::int64_t at(const opj_image_comp_t& first, std::uint32_t x, std::uint32_t y) const {
-        const std::int64_t gx = (std::int64_t{first.x0} + x) * std::max<OPJ_UINT32>(first.dx, 1);
-        const std::int64_t gy = (std::int64_t{first.y0} + y) * std::max<OPJ_UINT32>(first.dy, 1);
-        const std::int64_t cx = std::clamp<std::int64_t>(
-            gx / std::max<OPJ_UINT32>(c->dx, 1) - c->x0, 0, std::int64_t{c->w} - 1);
-        const std::int64_t cy = std::clamp<std::int64_t>(
-            gy / std::max<OPJ_UINT32>(c->dy, 1) - c->y0, 0, std::int64_t{c->h} - 1);
-        std::int64_t v =
-            c->data[static_cast<std::size_t>(cy) * c->w + static_cast<std::size_t>(cx)];
-        if (c->sgnd) v += (max + 1) / 2;
-        return std::clamp<std::int64_t>(v, 0, max);
+class Plane {
+  public:
+    // Works out, once, which sample column covers each picture column.
+    Plane(const opj_image_comp_t& c, const opj_image_comp_t& first)
+        : c_(&c), first_(&first), max_((std::int64_t{1} << Precision(c)) - 1), column_(first.w) {
+        for (std::uint32_t x = 0; x < first.w; ++x)
+            column_[x] = static_cast<std::size_t>(Cover(first.x0, first.dx, x, c.x0, c.dx, c.w));
+    }
+    // Moves to picture row y.
+    void row(std::uint32_t y) {
+        const std::int64_t cy = Cover(first_->y0, first_->dy, y, c_->y0, c_->dy, c_->h);
+        row_ = c_->data + static_cast<std::size_t>(cy) * c_->w;
+    }
+    // Sample of picture column x of the current row.
+    std::int64_t at(std::uint32_t x) const {
+        std::int64_t v = row_[column_[x]];
+        if (c_->sgnd) v += (max_ + 1) / 2;
+        return std::clamp<std::int64_t>(v, 0, max_);
     }
     // The same scaled to 0..255 as (v x 255 + max / 2) / max.
-    BYTE at8(const opj_image_comp_t& first, std::uint32_t x, std::uint32_t y) const {
-        return static_cast<BYTE>((at(first, x, y) * 255 + max / 2) / max);
-    }
+    BYTE at8(std::uint32_t x) const { return static_cast<BYTE>((at(x) * 255 + max_ / 2) / max_); }
     // The same on a 0..255 scale, unrounded; chroma centred on 2^(p-1).
-    double unit(const opj_image_comp_t& first, std::uint32_t x, std::uint32_t y,
-                bool chroma) const {
-        const std::int64_t v = at(first, x, y) - (chroma ? (max + 1) / 2 : 0);
-        return static_cast<double>(v) * 255.0 / static_cast<double>(max);
+    double unit(std::uint32_t x, bool chroma) const {
+        const std::int64_t v = at(x) - (chroma ? (max_ + 1) / 2 : 0);
+        return static_cast<double>(v) * 255.0 / static_cast<double>(max_);
     }
-};
 
-Plane PlaneOf(const opj_image_comp_t& c) {
-    const int prec = static_cast<int>(std::clamp<OPJ_UINT32>(c.prec, 1, 31));
-    return Plane{&c, (std::int64_t{1} << prec) - 1};
-}
+  private:
+    static int Precision(const opj_image_comp_t& c) {
+        return static_cast<int>(std::clamp<OPJ_UINT32>(c.prec, 1, 31));
+    }
+    // Index, in a component of origin o, step d and n samples, of the sample
+    // covering the reference-grid point of index i of the first component
+    // (origin o0, step d0).
+    static std::int64_t Cover(OPJ_UINT32 o0, OPJ_UINT32 d0, std::uint32_t i, OPJ_UINT32 o,
+                              OPJ_UINT32 d, OPJ_UINT32 n) {
+        const std::int64_t g = (std::int64_t{o0} + i) * std::max<OPJ_UINT32>(d0, 1);
+        return std::clamp<std::int64_t>(g / std::max<OPJ_UINT32>(d, 1) - o, 0,
+                                        std::int64_t{n} - 1);
+    }
+
+    const opj_image_comp_t* c_;
+    const opj_image_comp_t* first_;
+    std::int64_t max_;
+    std::vector<std::size_t> column_;
+    const OPJ_INT32* row_ = nullptr;
+};
 
 // sYCC to sRGB (IEC 61966-2-1 amendment 1), in double on the 0..255 scale
 // of the samples, each result rounded half up and clamped to 0..255.
@@ -202,29 +218,29 @@ bool DecodeJpeg2000(CxImage& image, const std::uint8_t* data, std::size_t size, 
                             (img->comps[1].dx > 1 || img->comps[1].dy > 1 || img->comps[2].dx > 1 ||
                              img->comps[2].dy > 1);
     const bool sycc = !grey && (img->color_space == OPJ_CLRSPC_SYCC || (unsaid && subsampled));
-    const Plane p0 = PlaneOf(first);
-    const Plane p1 = PlaneOf(img->comps[n > 1 ? 1 : 0]);
-    const Plane p2 = PlaneOf(img->comps[n > 2 ? 2 : 0]);
-    const Plane pa = PlaneOf(img->comps[n == 2 ? 1 : n >= 4 ? 3 : 0]);
+    Plane p0(first, first);
+    Plane p1(img->comps[n > 1 ? 1 : 0], first);
+    Plane p2(img->comps[n > 2 ? 2 : 0], first);
+    Plane pa(img->comps[n == 2 ? 1 : n >= 4 ? 3 : 0], first);
     for (std::uint32_t y = 0; y < h; ++y) {
+        for (Plane* p : {&p0, &p1, &p2, &pa}) p->row(y);
         const DWORD dy = static_cast<DWORD>(h - 1 - y);
         BYTE* row = image.GetBits(dy);
         for (std::uint32_t x = 0; x < w; ++x) {
             if (grey) {
-                row[x] = p0.at8(first, x, y);
+                row[x] = p0.at8(x);
             } else if (sycc) {
                 BYTE rgb[3];
-                SyccToRgb(p0.unit(first, x, y, false), p1.unit(first, x, y, true),
-                          p2.unit(first, x, y, true), rgb);
+                SyccToRgb(p0.unit(x, false), p1.unit(x, true), p2.unit(x, true), rgb);
                 row[3 * x] = rgb[2];
                 row[3 * x + 1] = rgb[1];
                 row[3 * x + 2] = rgb[0];
             } else {
-                row[3 * x] = p2.at8(first, x, y);
-                row[3 * x + 1] = p1.at8(first, x, y);
-                row[3 * x + 2] = p0.at8(first, x, y);
+                row[3 * x] = p2.at8(x);
+                row[3 * x + 1] = p1.at8(x);
+                row[3 * x + 2] = p0.at8(x);
             }
-            if (alpha) alpha[std::size_t{dy} * w + x] = pa.at8(first, x, y);
+            if (alpha) alpha[std::size_t{dy} * w + x] = pa.at8(x);
         }
     }
     return true;
