@@ -7,10 +7,16 @@
 // pixel transparent: when the masked pixels of a palette entry all share one
 // index that no unmasked pixel uses, that index becomes the transparent
 // index; otherwise an alpha plane (0 there, 255 elsewhere). A mask with no
-// bit set gives neither. Encoding writes one BMP-style entry
-// of at most 256 x 256: palette images at their depth with a transparent
-// index turned into the AND mask, 24-bit images at 24 bits, images with an
-// alpha plane at 32 bits (AND mask set where alpha < 128).
+// bit set gives neither. PNG entries are read at any size within the pixel
+// limit; their directory size bytes say 0 (256) from 256 up, so the size in
+// their PNG header is what counts in choosing the entry.
+//
+// Encoding writes one entry. Up to 256 x 256 it is BMP-style: palette images
+// at their depth with a transparent index turned into the AND mask, 24-bit
+// images at 24 bits, images with an alpha plane at 32 bits (AND mask set
+// where alpha < 128). Larger images are written as a PNG entry, as the PNG
+// encoder writes them, with directory size bytes of 0 for sides of 256 or
+// more.
 #include <algorithm>
 #include <cstring>
 
@@ -32,7 +38,14 @@ bool DecodeIco(CxImage& image, const std::uint8_t* data, std::size_t size) {
         const int bits = in.u16le();
         const std::uint32_t bytes = in.u32le(), offset = in.u32le();
         if (!in.ok()) return false;
-        const std::uint64_t area = std::uint64_t{w ? w : 256} * (h ? h : 256);
+        std::uint64_t area = std::uint64_t{w ? w : 256} * (h ? h : 256);
+        // A PNG entry's directory bytes say 0 (256) for anything from 256
+        // up; its real size is in its header.
+        if (offset < size && size - offset >= 24 &&
+            std::memcmp(data + offset, "\x89PNG\r\n\x1a\n", 8) == 0) {
+            ByteCursor png(data + offset + 16, 8);
+            area = std::uint64_t{png.u32be()} * png.u32be();
+        }
         if (area > bestArea || (area == bestArea && bits > bestBits)) {
             bestArea = area;
             bestBits = bits;
@@ -151,7 +164,26 @@ void Put32(Bytes& out, std::uint32_t v) {
 
 bool EncodeIco(const CxImage& image, Bytes& out) {
     const DWORD w = image.GetWidth(), h = image.GetHeight();
-    if (w > 256 || h > 256) return false;
+    if (w > 256 || h > 256) {
+        // Too large for a bitmap entry: one PNG entry, directory size bytes
+        // 0 (256 or more).
+        Bytes png;
+        if (!EncodePng(image, png) || png.size() > 0xFFFFFFFFu - 22) return false;
+        out.clear();
+        Put16(out, 0);
+        Put16(out, 1);
+        Put16(out, 1);
+        out.push_back(static_cast<std::uint8_t>(w < 256 ? w : 0));
+        out.push_back(static_cast<std::uint8_t>(h < 256 ? h : 0));
+        out.push_back(0);
+        out.push_back(0);
+        Put16(out, 1);
+        Put16(out, image.AlphaIsValid() ? 32 : image.GetBpp());
+        Put32(out, static_cast<std::uint32_t>(png.size()));
+        Put32(out, 22);
+        out.insert(out.end(), png.begin(), png.end());
+        return true;
+    }
     const bool alpha = image.AlphaIsValid();
     const WORD bits = alpha ? 32 : image.GetBpp();
     const std::uint32_t colours = bits <= 8 ? 1u << bits : 0;

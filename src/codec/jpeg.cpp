@@ -2,6 +2,8 @@
 // fail the decode (a corrupt-data warning would otherwise give a grey
 // picture); nothing is printed. Grey files become 8-bit grey images, colour
 // files 24 bits; CMYK and YCCK (Adobe inverted or not) are converted to RGB.
+// With a decode size hint (CxImage::SetDecodeSizeHint) the picture comes out
+// of libjpeg's DCT scaling at 1/2, 1/4 or 1/8 of its size.
 #include <csetjmp>
 #include <algorithm>
 #include <cstdio>
@@ -64,6 +66,19 @@ bool DecodeInto(DecodeState& s, CxImage& image, const std::uint8_t* data, std::s
     const bool cmyk = in == JCS_CMYK || in == JCS_YCCK;
     s.cinfo.out_color_space = grey ? JCS_GRAYSCALE : cmyk ? JCS_CMYK : JCS_EXT_BGR;
     if (!image.PixelsAllowed(s.cinfo.image_width, s.cinfo.image_height)) return false;
+    // A thumbnail hint: the largest DCT reduction whose output still covers
+    // the wanted size (libjpeg rounds the reduced size up).
+    const DWORD wantW = image.GetDecodeHintWidth(), wantH = image.GetDecodeHintHeight();
+    if (wantW > 0 && wantH > 0) {
+        for (unsigned denom : {8u, 4u, 2u}) {
+            if ((s.cinfo.image_width + denom - 1) / denom >= wantW &&
+                (s.cinfo.image_height + denom - 1) / denom >= wantH) {
+                s.cinfo.scale_num = 1;
+                s.cinfo.scale_denom = denom;
+                break;
+            }
+        }
+    }
     jpeg_start_decompress(&s.cinfo);
     const DWORD w = s.cinfo.output_width, h = s.cinfo.output_height;
     // Every pixel is written below (or the decode fails).

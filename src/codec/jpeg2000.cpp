@@ -1,19 +1,31 @@
 // JPEG 2000 through OpenJPEG, over memory, with silent message handlers (an
 // error fails the decode). Either type accepts both a JP2 file and a bare
 // code stream: the first bytes decide. One component gives 8-bit grey, two
-// grey and alpha, three or more RGB (a fourth is alpha); sYCC is converted
-// to RGB. Samples are made unsigned by adding 2^(precision-1) when signed,
-// then scaled to 0..255 as (v x 255 + max / 2) / max with max =
-// 2^precision - 1; the picture has the first component's size and the others are sampled
-// at the matching position of their own grid. No
-// image above kCodecMaxPixels is decoded. Encoding is lossless (reversible
-// 5/3 wavelet): grey palette images as one component, others as RGB, with an
-// alpha plane as a fourth component; type 11 writes a JP2 file, type 12 a
-// code stream.
+// grey and alpha, three or more RGB (a fourth is alpha).
+//  - The picture has the first component's size (its sample grid: a
+//    component sub-sampled 2:1 over a 127-wide image area is 64 wide). Every
+//    other component is sampled where it covers the same point of the
+//    reference grid, image-area offsets and sub-sampling included, so
+//    sub-sampled components are replicated.
+//  - Samples are made unsigned by adding 2^(precision-1) when signed, then
+//    scaled to 0..255 as (v x 255 + max / 2) / max with max = 2^precision - 1.
+//  - sYCC (said by the JP2 colour box, or taken for a bare code stream of
+//    three components whose chroma is sub-sampled) becomes sRGB with
+//    R = Y + 1.402 Cr, G = Y - 0.344136 Cb - 0.714136 Cr, B = Y + 1.772 Cb,
+//    in double precision on the samples scaled to 0..255 (chroma centred on
+//    2^(precision-1)), each result rounded half up and clamped to 0..255.
+//  - ICC profiles and other colour specifications are ignored: the samples
+//    are taken as sRGB (or grey).
+// No image above kCodecMaxPixels is decoded. Encoding is lossless
+// (reversible 5/3 wavelet): grey palette images as one component, others as
+// RGB, with an alpha plane as a fourth component; type 11 writes a JP2 file,
+// type 12 a code stream.
 #include <openjpeg.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
+#include <vector>
 
 #include "codec/formats.h"
 
@@ -96,21 +108,66 @@ void Silence(opj_codec_t* codec) {
     opj_set_error_handler(codec, Quiet, nullptr);
 }
 
-// Sample of component c at (x, y) of the first component's grid.
-BYTE Scale(const opj_image_comp_t& c, const opj_image_comp_t& first, std::uint32_t x,
-           std::uint32_t y) {
-    const std::uint64_t gx = std::uint64_t{x} * std::max<OPJ_UINT32>(first.dx, 1);
-    const std::uint64_t gy = std::uint64_t{y} * std::max<OPJ_UINT32>(first.dy, 1);
-    const std::uint32_t cx = static_cast<std::uint32_t>(
-        std::min<std::uint64_t>(gx / std::max<OPJ_UINT32>(c.dx, 1), c.w - 1));
-    const std::uint32_t cy = static_cast<std::uint32_t>(
-        std::min<std::uint64_t>(gy / std::max<OPJ_UINT32>(c.dy, 1), c.h - 1));
-    std::int64_t v = c.data[std::size_t{cy} * c.w + cx];
-    const int prec = static_cast<int>(std::clamp<OPJ_UINT32>(c.prec, 1, 31));
-    if (c.sgnd) v += std::int64_t{1} << (prec - 1);
-    const std::int64_t max = (std::int64_t{1} << prec) - 1;
-    v = std::clamp<std::int64_t>(v, 0, max);
-    return static_cast<BYTE>((v * 255 + max / 2) / max);
+// The sample of component c that covers pixel (x, y) of the picture (the
+// first component's grid): both are placed on the reference grid through
+// their origin and sub-sampling, so chroma sub-sampled 2:1 is replicated
+// over two pixels, and an image-area offset moves every component alike.
+// Made unsigned by adding 2^(precision - 1) when signed, clamped to
+// 0..2^precision - 1.
+class Plane {
+  public:
+    // Works out, once, which sample column covers each picture column.
+    Plane(const opj_image_comp_t& c, const opj_image_comp_t& first)
+        : c_(&c), first_(&first), max_((std::int64_t{1} << Precision(c)) - 1), column_(first.w) {
+        for (std::uint32_t x = 0; x < first.w; ++x)
+            column_[x] = static_cast<std::size_t>(Cover(first.x0, first.dx, x, c.x0, c.dx, c.w));
+    }
+    // Moves to picture row y.
+    void row(std::uint32_t y) {
+        const std::int64_t cy = Cover(first_->y0, first_->dy, y, c_->y0, c_->dy, c_->h);
+        row_ = c_->data + static_cast<std::size_t>(cy) * c_->w;
+    }
+    // Sample of picture column x of the current row.
+    std::int64_t at(std::uint32_t x) const {
+        std::int64_t v = row_[column_[x]];
+        if (c_->sgnd) v += (max_ + 1) / 2;
+        return std::clamp<std::int64_t>(v, 0, max_);
+    }
+    // The same scaled to 0..255 as (v x 255 + max / 2) / max.
+    BYTE at8(std::uint32_t x) const { return static_cast<BYTE>((at(x) * 255 + max_ / 2) / max_); }
+    // The same on a 0..255 scale, unrounded; chroma centred on 2^(p-1).
+    double unit(std::uint32_t x, bool chroma) const {
+        const std::int64_t v = at(x) - (chroma ? (max_ + 1) / 2 : 0);
+        return static_cast<double>(v) * 255.0 / static_cast<double>(max_);
+    }
+
+  private:
+    static int Precision(const opj_image_comp_t& c) {
+        return static_cast<int>(std::clamp<OPJ_UINT32>(c.prec, 1, 31));
+    }
+    // Index, in a component of origin o, step d and n samples, of the sample
+    // covering the reference-grid point of index i of the first component
+    // (origin o0, step d0).
+    static std::int64_t Cover(OPJ_UINT32 o0, OPJ_UINT32 d0, std::uint32_t i, OPJ_UINT32 o,
+                              OPJ_UINT32 d, OPJ_UINT32 n) {
+        const std::int64_t g = (std::int64_t{o0} + i) * std::max<OPJ_UINT32>(d0, 1);
+        return std::clamp<std::int64_t>(g / std::max<OPJ_UINT32>(d, 1) - o, 0,
+                                        std::int64_t{n} - 1);
+    }
+
+    const opj_image_comp_t* c_;
+    const opj_image_comp_t* first_;
+    std::int64_t max_;
+    std::vector<std::size_t> column_;
+    const OPJ_INT32* row_ = nullptr;
+};
+
+// sYCC to sRGB (IEC 61966-2-1 amendment 1), in double on the 0..255 scale
+// of the samples, each result rounded half up and clamped to 0..255.
+void SyccToRgb(double y, double cb, double cr, BYTE rgb[3]) {
+    const double v[3] = {y + 1.402 * cr, y - 0.344136 * cb - 0.714136 * cr, y + 1.772 * cb};
+    for (int k = 0; k < 3; ++k)
+        rgb[k] = static_cast<BYTE>(std::clamp(std::floor(v[k] + 0.5), 0.0, 255.0));
 }
 
 }  // namespace
@@ -143,7 +200,8 @@ bool DecodeJpeg2000(CxImage& image, const std::uint8_t* data, std::size_t size, 
     for (std::uint32_t i = 0; i < n && i < 4; ++i)
         if (!img->comps[i].data || img->comps[i].w == 0 || img->comps[i].h == 0) return false;
     // The picture has the first component's size.
-    const std::int64_t w = img->comps[0].w, h = img->comps[0].h;
+    const opj_image_comp_t& first = img->comps[0];
+    const std::int64_t w = first.w, h = first.h;
     if (!image.PixelsAllowed(w, h)) return false;
     const bool grey = n < 3;
     const bool hasAlpha = n == 2 || n >= 4;
@@ -152,27 +210,37 @@ bool DecodeJpeg2000(CxImage& image, const std::uint8_t* data, std::size_t size, 
         return false;
     if (hasAlpha && !image.AlphaCreate()) return false;
     BYTE* alpha = image.AlphaGetPointer();
-    const bool sycc = !grey && img->color_space == OPJ_CLRSPC_SYCC;
+    // Three components with sub-sampled chroma and no colour space said (a
+    // bare code stream) are taken for sYCC: RGB is not sub-sampled.
+    const bool unsaid =
+        img->color_space == OPJ_CLRSPC_UNSPECIFIED || img->color_space == OPJ_CLRSPC_UNKNOWN;
+    const bool subsampled = n == 3 && first.dx == 1 && first.dy == 1 &&
+                            (img->comps[1].dx > 1 || img->comps[1].dy > 1 || img->comps[2].dx > 1 ||
+                             img->comps[2].dy > 1);
+    const bool sycc = !grey && (img->color_space == OPJ_CLRSPC_SYCC || (unsaid && subsampled));
+    Plane p0(first, first);
+    Plane p1(img->comps[n > 1 ? 1 : 0], first);
+    Plane p2(img->comps[n > 2 ? 2 : 0], first);
+    Plane pa(img->comps[n == 2 ? 1 : n >= 4 ? 3 : 0], first);
     for (std::uint32_t y = 0; y < h; ++y) {
+        for (Plane* p : {&p0, &p1, &p2, &pa}) p->row(y);
         const DWORD dy = static_cast<DWORD>(h - 1 - y);
         BYTE* row = image.GetBits(dy);
         for (std::uint32_t x = 0; x < w; ++x) {
             if (grey) {
-                row[x] = Scale(img->comps[0], img->comps[0], x, y);
+                row[x] = p0.at8(x);
+            } else if (sycc) {
+                BYTE rgb[3];
+                SyccToRgb(p0.unit(x, false), p1.unit(x, true), p2.unit(x, true), rgb);
+                row[3 * x] = rgb[2];
+                row[3 * x + 1] = rgb[1];
+                row[3 * x + 2] = rgb[0];
             } else {
-                int r0 = Scale(img->comps[0], img->comps[0], x, y), g0 = Scale(img->comps[1], img->comps[0], x, y),
-                    b0 = Scale(img->comps[2], img->comps[0], x, y);
-                if (sycc) {
-                    const int yy = r0, cb = g0 - 128, cr = b0 - 128;
-                    r0 = std::clamp(yy + (91881 * cr + 32768) / 65536, 0, 255);
-                    g0 = std::clamp(yy - (22554 * cb + 46802 * cr + 32768) / 65536, 0, 255);
-                    b0 = std::clamp(yy + (116130 * cb + 32768) / 65536, 0, 255);
-                }
-                row[3 * x] = static_cast<BYTE>(b0);
-                row[3 * x + 1] = static_cast<BYTE>(g0);
-                row[3 * x + 2] = static_cast<BYTE>(r0);
+                row[3 * x] = p2.at8(x);
+                row[3 * x + 1] = p1.at8(x);
+                row[3 * x + 2] = p0.at8(x);
             }
-            if (alpha) alpha[std::size_t{dy} * w + x] = Scale(img->comps[n == 2 ? 1 : 3], img->comps[0], x, y);
+            if (alpha) alpha[std::size_t{dy} * w + x] = pa.at8(x);
         }
     }
     return true;

@@ -1,17 +1,31 @@
 // TIFF through libtiff over memory, with per-handle error and warning
-// handlers that print nothing (an error fails the decode). The first page is
-// read. Bilevel, grey and palette pages of 1, 4 or 8 bits in strips stay
-// palette images (grey and bilevel with a grey table, white-is-zero
-// inverted); 8-bit RGB and RGB with unassociated alpha in strips are read
-// as stored; everything else (RGB, RGBA, CMYK, YCbCr, tiles, 16-bit samples,
-// JPEG, LZW, Deflate, PackBits...) goes through libtiff's RGBA reader into
-// 24 bits plus an alpha plane when the page has extra samples. Encoding
-// writes palette images as palette TIFF and 24-bit images as RGB (RGBA with
-// an alpha plane), LZW compressed.
+// handlers that print nothing. The first page is read, in strips (row by row)
+// or tiles, either planar configuration, and placed by its orientation: all
+// eight are honoured, and orientations 5 to 8 (rows stored as columns) give a
+// picture of ImageLength x ImageWidth.
+//  - Bilevel, grey and palette pages stay palette images: 1 bit stays 1 bit,
+//    2 and 4 bits become 4 bits, 8 bits and 12- or 16-bit grey become 8 bits.
+//    Grey gets a ramp table (reversed for white-is-zero), palette pages their
+//    colour map (16-bit entries rounded to 8 bits, tables that already hold
+//    8-bit values kept).
+//  - RGB of 8, 12 or 16 bits per sample, with or without unassociated alpha,
+//    is read as stored into 24 bits (plus an alpha plane).
+//  - 12- and 16-bit samples are reduced to 8 bits as (v x 255 + max / 2) /
+//    max, max = 2^bits - 1, the rounding of 16-bit PNG samples. 12 bits are
+//    read uncompressed, LZW or Deflate only.
+//  - Everything else (CMYK, YCbCr, Lab, JPEG-coded RGB, associated alpha,
+//    grey with alpha...) goes through libtiff's RGBA reader into 24 bits plus
+//    an alpha plane when the page has extra samples; associated alpha is
+//    divided out.
+// Damaged strips and tiles are tolerated as libtiff's RGBA reader tolerates
+// them: what decoded is kept, the rest is zero.
+// Encoding writes palette images as palette TIFF and 24-bit images as RGB
+// (RGBA with an alpha plane), LZW compressed, orientation top-left.
 #include <tiffio.h>
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 
 #include "codec/formats.h"
 
@@ -77,12 +91,148 @@ struct Closer {
     }
 };
 
-bool ReadPalettePage(TIFF* tif, CxImage& image, std::uint32_t w, std::uint32_t h, int bits,
-                     int photometric) {
-    const WORD bpp = static_cast<WORD>(bits == 1 ? 1 : bits == 4 ? 4 : 8);
-    if (!image.Create(w, h, bpp, CXIMAGE_FORMAT_TIF)) return false;
+// Where the stored pixels of one stored row show: the position (top-down) of
+// its first pixel and the move per stored column, for TIFF orientations 1 to
+// 8 of a stored page of w x h. Orientations 5 to 8 swap rows and columns, so
+// the picture is h x w.
+struct Walk {
+    std::int64_t x, y, stepX, stepY;
+};
+
+Walk WalkRow(int orientation, std::uint32_t w, std::uint32_t h, std::uint32_t sy) {
+    const std::int64_t right = std::int64_t{w} - 1, bottom = std::int64_t{h} - 1;
+    switch (orientation) {
+        case ORIENTATION_TOPRIGHT:
+            return {right, sy, -1, 0};
+        case ORIENTATION_BOTRIGHT:
+            return {right, bottom - sy, -1, 0};
+        case ORIENTATION_BOTLEFT:
+            return {0, bottom - sy, 1, 0};
+        case ORIENTATION_LEFTTOP:
+            return {sy, 0, 0, 1};
+        case ORIENTATION_RIGHTTOP:
+            return {bottom - sy, 0, 0, 1};
+        case ORIENTATION_RIGHTBOT:
+            return {bottom - sy, right, 0, -1};
+        case ORIENTATION_LEFTBOT:
+            return {sy, right, 0, -1};
+        default:
+            return {0, sy, 1, 0};
+    }
+}
+
+bool Transposed(int orientation) {
+    return orientation >= ORIENTATION_LEFTTOP;
+}
+
+// One sample of `bits` (8, 12 or 16) bits from a decoded row, reduced to 8
+// bits as (v x 255 + max / 2) / max, the rounding used for 16-bit PNG samples.
+inline std::uint8_t Sample8(const std::uint8_t* row, std::size_t index, int bits) {
+    if (bits == 8) return row[index];
+    if (bits == 16) {
+        std::uint16_t v;
+        std::memcpy(&v, row + 2 * index, 2);  // libtiff hands samples over in host order
+        return static_cast<std::uint8_t>((v * 255u + 32767u) / 65535u);
+    }
+    const std::size_t bit = index * 12;
+    const std::uint8_t* p = row + bit / 8;
+    const unsigned v = (bit & 7) ? (p[0] & 15u) << 8 | p[1] : p[0] << 4 | p[1] >> 4;
+    return static_cast<std::uint8_t>((v * 255u + 2047u) / 4095u);
+}
+
+// The page in stored order (first stored row first) from its strips or tiles,
+// either planar configuration. Samples of 1, 2, 4 or 8 bits of one-sample
+// pages are kept packed as stored; otherwise every sample becomes one byte
+// (12 and 16 bits reduced by Sample8) and a row holds spp bytes per pixel.
+// Damaged chunks are tolerated as libtiff's own RGBA reader tolerates them:
+// what decoded is kept and the rest stays zero.
+bool ReadStored(TIFF* tif, std::uint32_t w, std::uint32_t h, int bits, int spp, bool separate,
+                std::vector<std::uint8_t>& out, std::size_t& rowBytes) {
+    const bool packed = bits < 8;
+    if (packed && spp != 1) return false;
+    const int planes = separate ? spp : 1;
+    const int chunkSpp = separate ? 1 : spp;
+    rowBytes = packed ? (std::size_t{w} * bits + 7) / 8 : std::size_t{w} * spp;
+    out.assign(rowBytes * h, 0);
+    const bool tiled = TIFFIsTiled(tif) != 0;
+    std::uint32_t chunkW = w, chunkH = 0;
+    std::uint64_t chunkBytes = 0, chunkRowBytes = 0;
+    if (tiled) {
+        if (!TIFFGetField(tif, TIFFTAG_TILEWIDTH, &chunkW) ||
+            !TIFFGetField(tif, TIFFTAG_TILELENGTH, &chunkH) || chunkW == 0 || chunkH == 0)
+            return false;
+        // Tiles of packed samples must start on a byte, and a tile far
+        // larger than the page is refused before it is allocated.
+        if (packed && (std::uint64_t{chunkW} * bits) % 8 != 0) return false;
+        if (std::uint64_t{chunkW} * chunkH >
+            std::max<std::uint64_t>(std::uint64_t{w} * h * 4, std::uint64_t{1} << 20))
+            return false;
+        chunkBytes = TIFFTileSize64(tif);
+        chunkRowBytes = TIFFTileRowSize64(tif);
+    } else {
+        // Strips are read a row at a time: libtiff's fax decoder accepts
+        // some files row by row that it refuses strip by strip.
+        chunkH = 1;
+        chunkBytes = chunkRowBytes = TIFFScanlineSize64(tif);
+    }
+    // Every row of a chunk must hold its pixels.
+    const std::uint64_t needRow = (std::uint64_t{chunkW} * chunkSpp * bits + 7) / 8;
+    if (chunkRowBytes < needRow || chunkBytes < chunkRowBytes * std::min(chunkH, h) ||
+        chunkBytes > (std::uint64_t{1} << 29))
+        return false;
+    std::vector<std::uint8_t> chunk(static_cast<std::size_t>(chunkBytes));
+    for (int plane = 0; plane < planes; ++plane) {
+        for (std::uint32_t y0 = 0; y0 < h; y0 += chunkH) {
+            const std::uint32_t rows = std::min(chunkH, h - y0);
+            for (std::uint32_t x0 = 0; x0 < w; x0 += chunkW) {
+                const std::uint32_t cols = std::min(chunkW, w - x0);
+                std::fill(chunk.begin(), chunk.end(), std::uint8_t{0});
+                // A chunk libtiff reports damaged keeps what was decoded of
+                // it, zeros beyond.
+                const auto sample = static_cast<std::uint16_t>(plane);
+                if (tiled)
+                    TIFFReadEncodedTile(tif, TIFFComputeTile(tif, x0, y0, 0, sample), chunk.data(),
+                                        static_cast<tmsize_t>(chunkBytes));
+                else
+                    TIFFReadScanline(tif, chunk.data(), y0, sample);
+                for (std::uint32_t r = 0; r < rows; ++r) {
+                    const std::uint8_t* src = chunk.data() + r * chunkRowBytes;
+                    std::uint8_t* dst = out.data() + (std::size_t{y0} + r) * rowBytes;
+                    if (packed) {
+                        std::memcpy(dst + std::size_t{x0} * bits / 8, src,
+                                    (std::size_t{cols} * bits + 7) / 8);
+                    } else if (bits == 8 && !separate) {
+                        std::memcpy(dst + std::size_t{x0} * spp, src, std::size_t{cols} * spp);
+                    } else {
+                        for (std::uint32_t x = 0; x < cols; ++x)
+                            for (int s = 0; s < chunkSpp; ++s)
+                                dst[(std::size_t{x0} + x) * spp + (separate ? plane : s)] =
+                                    Sample8(src, std::size_t{x} * chunkSpp + s, bits);
+                    }
+                }
+            }
+        }
+    }
+    return true;
+}
+
+// Bilevel, grey and palette pages as palette images: 1 bit stays 1 bit, 2
+// and 4 bits become 4 bits, 8, 12 and 16 bits 8 bits. Grey gets a ramp of
+// 2^bits entries (reversed for white-is-zero; 12 and 16 bits are reduced to
+// 8 first); a palette page its colour map.
+bool ReadIndexedPage(TIFF* tif, CxImage& image, std::uint32_t w, std::uint32_t h, int bits,
+                     int photometric, int orientation) {
+    std::vector<std::uint8_t> stored;
+    std::size_t rowBytes = 0;
+    if (!ReadStored(tif, w, h, bits, 1, false, stored, rowBytes)) return false;
+    const int storedBits = std::min(bits, 8);
+    const WORD bpp = static_cast<WORD>(storedBits == 1 ? 1 : storedBits <= 4 ? 4 : 8);
+    const bool turned = Transposed(orientation);
+    const std::uint32_t outW = turned ? h : w, outH = turned ? w : h;
+    if (!image.Create(outW, outH, bpp, CXIMAGE_FORMAT_TIF)) return false;
     RGBQUAD* pal = image.GetPalette();
-    const int count = 1 << bits;
+    std::memset(pal, 0, 4 * std::size_t{image.GetPaletteSize()});
+    const int count = 1 << storedBits;
     if (photometric == PHOTOMETRIC_PALETTE) {
         std::uint16_t *r = nullptr, *g = nullptr, *b = nullptr;
         if (!TIFFGetField(tif, TIFFTAG_COLORMAP, &r, &g, &b)) return false;
@@ -103,60 +253,93 @@ bool ReadPalettePage(TIFF* tif, CxImage& image, std::uint32_t w, std::uint32_t h
             pal[i] = RGBQUAD{static_cast<BYTE>(v), static_cast<BYTE>(v), static_cast<BYTE>(v), 0};
         }
     }
-    const tmsize_t lineBytes = TIFFScanlineSize(tif);
-    const std::size_t need = (std::size_t{w} * bits + 7) / 8;
-    if (lineBytes <= 0 || static_cast<std::size_t>(lineBytes) < need) return false;
-    std::vector<std::uint8_t> line(static_cast<std::size_t>(lineBytes));
-    for (std::uint32_t y = 0; y < h; ++y) {
-        if (TIFFReadScanline(tif, line.data(), y, 0) < 0) return false;
-        std::memcpy(image.GetBits(h - 1 - y), line.data(), need);
+    const std::size_t used = (std::size_t{w} * storedBits + 7) / 8;
+    if (storedBits == bpp &&
+        (orientation == ORIENTATION_TOPLEFT || orientation == ORIENTATION_BOTLEFT)) {
+        // Rows as stored, only their order to settle.
+        for (std::uint32_t sy = 0; sy < h; ++sy) {
+            const std::uint32_t dy = orientation == ORIENTATION_TOPLEFT ? h - 1 - sy : sy;
+            std::memcpy(image.GetBits(dy), stored.data() + sy * rowBytes, used);
+        }
+        return true;
     }
-    return true;
-}
-
-// 8-bit RGB or RGBA in contiguous strips, read as stored (libtiff's RGBA
-// reader would premultiply unassociated alpha).
-bool ReadRgbStrips(TIFF* tif, CxImage& image, std::uint32_t w, std::uint32_t h, int spp,
-                   bool unassociated) {
-    const tmsize_t lineBytes = TIFFScanlineSize(tif);
-    if (lineBytes <= 0 || static_cast<std::uint64_t>(lineBytes) < std::uint64_t{w} * spp) return false;
-    if (!image.Create(w, h, 24, CXIMAGE_FORMAT_TIF)) return false;
-    if (unassociated && !image.AlphaCreate()) return false;
-    BYTE* alpha = image.AlphaGetPointer();
-    std::vector<std::uint8_t> line(static_cast<std::size_t>(lineBytes));
-    for (std::uint32_t y = 0; y < h; ++y) {
-        if (TIFFReadScanline(tif, line.data(), y, 0) < 0) return false;
-        const DWORD dy = h - 1 - y;
-        BYTE* row = image.GetBits(dy);
-        for (std::uint32_t x = 0; x < w; ++x) {
-            const std::uint8_t* p = line.data() + std::size_t{x} * spp;
-            row[3 * x] = p[2];
-            row[3 * x + 1] = p[1];
-            row[3 * x + 2] = p[0];
-            if (alpha) alpha[std::size_t{dy} * w + x] = p[3];
+    const int mask = (1 << storedBits) - 1;
+    for (std::uint32_t sy = 0; sy < h; ++sy) {
+        const std::uint8_t* row = stored.data() + sy * rowBytes;
+        Walk at = WalkRow(orientation, w, h, sy);
+        for (std::uint32_t sx = 0; sx < w; ++sx, at.x += at.stepX, at.y += at.stepY) {
+            const std::size_t bit = std::size_t{sx} * storedBits;
+            const int index = row[bit / 8] >> (8 - storedBits - bit % 8) & mask;
+            image.SetPixelIndex(static_cast<long>(at.x), static_cast<long>(outH - 1 - at.y),
+                                static_cast<BYTE>(index));
         }
     }
     return true;
 }
 
-bool ReadRgbaPage(TIFF* tif, CxImage& image, std::uint32_t w, std::uint32_t h) {
+// 8-, 12- and 16-bit RGB, or RGB with unassociated alpha, read as stored
+// (libtiff's RGBA reader would premultiply unassociated alpha).
+bool ReadRgbPage(TIFF* tif, CxImage& image, std::uint32_t w, std::uint32_t h, int bits, int spp,
+                 bool separate, int orientation) {
+    std::vector<std::uint8_t> stored;
+    std::size_t rowBytes = 0;
+    if (!ReadStored(tif, w, h, bits, spp, separate, stored, rowBytes)) return false;
+    const bool turned = Transposed(orientation);
+    const std::uint32_t outW = turned ? h : w, outH = turned ? w : h;
+    if (!image.Create(outW, outH, 24, CXIMAGE_FORMAT_TIF, false)) return false;
+    if (spp == 4 && !image.AlphaCreate()) return false;
+    BYTE* alpha = image.AlphaGetPointer();
+    BYTE* bits0 = image.GetBits();
+    const std::size_t stride = image.GetEffWidth();
+    for (std::uint32_t sy = 0; sy < h; ++sy) {
+        const std::uint8_t* p = stored.data() + sy * rowBytes;
+        Walk at = WalkRow(orientation, w, h, sy);
+        for (std::uint32_t sx = 0; sx < w; ++sx, at.x += at.stepX, at.y += at.stepY, p += spp) {
+            const std::size_t dy = outH - 1 - static_cast<std::size_t>(at.y);
+            BYTE* d = bits0 + dy * stride + 3 * static_cast<std::size_t>(at.x);
+            d[0] = p[2];
+            d[1] = p[1];
+            d[2] = p[0];
+            if (alpha) alpha[dy * outW + static_cast<std::size_t>(at.x)] = p[3];
+        }
+    }
+    return true;
+}
+
+// Everything else through libtiff's RGBA reader, asked for the rows in
+// stored order so that all eight orientations are placed here.
+bool ReadRgbaPage(TIFF* tif, CxImage& image, std::uint32_t w, std::uint32_t h, int orientation) {
     std::uint16_t extra = 0;
     std::uint16_t* extraTypes = nullptr;
     TIFFGetFieldDefaulted(tif, TIFFTAG_EXTRASAMPLES, &extra, &extraTypes);
     char message[1024];
     if (!TIFFRGBAImageOK(tif, message)) return false;
-    std::vector<std::uint32_t> raster(std::size_t{w} * h);
-    // Bottom-left origin: row 0 of the raster is the bottom row.
-    if (!TIFFReadRGBAImageOriented(tif, w, h, raster.data(), ORIENTATION_BOTLEFT, 0)) return false;
-    if (!image.Create(w, h, 24, CXIMAGE_FORMAT_TIF)) return false;
+    TIFFRGBAImage reader;
+    if (!TIFFRGBAImageBegin(&reader, tif, 0, message)) return false;
+    reader.req_orientation = reader.orientation;
+    std::vector<std::uint32_t> raster;
+    try {
+        raster.resize(std::size_t{w} * h);
+    } catch (const std::bad_alloc&) {
+        TIFFRGBAImageEnd(&reader);
+        return false;
+    }
+    const int got = TIFFRGBAImageGet(&reader, raster.data(), w, h);
+    TIFFRGBAImageEnd(&reader);
+    if (!got) return false;
+    const bool turned = Transposed(orientation);
+    const std::uint32_t outW = turned ? h : w, outH = turned ? w : h;
+    if (!image.Create(outW, outH, 24, CXIMAGE_FORMAT_TIF, false)) return false;
     if (extra > 0 && !image.AlphaCreate()) return false;
     BYTE* alpha = image.AlphaGetPointer();
+    BYTE* bits0 = image.GetBits();
+    const std::size_t stride = image.GetEffWidth();
     const bool associated = extra > 0 && extraTypes && extraTypes[0] == EXTRASAMPLE_ASSOCALPHA;
-    for (std::uint32_t y = 0; y < h; ++y) {
-        BYTE* dst = image.GetBits(y);
-        const std::uint32_t* src = raster.data() + std::size_t{y} * w;
-        for (std::uint32_t x = 0; x < w; ++x) {
-            const std::uint32_t p = src[x];
+    for (std::uint32_t sy = 0; sy < h; ++sy) {
+        const std::uint32_t* src = raster.data() + std::size_t{sy} * w;
+        Walk at = WalkRow(orientation, w, h, sy);
+        for (std::uint32_t sx = 0; sx < w; ++sx, at.x += at.stepX, at.y += at.stepY) {
+            const std::uint32_t p = src[sx];
             int r = TIFFGetR(p), g = TIFFGetG(p), b = TIFFGetB(p);
             const int a = TIFFGetA(p);
             if (associated && a > 0 && a < 255) {
@@ -164,10 +347,12 @@ bool ReadRgbaPage(TIFF* tif, CxImage& image, std::uint32_t w, std::uint32_t h) {
                 g = std::min(255, (g * 255 + a / 2) / a);
                 b = std::min(255, (b * 255 + a / 2) / a);
             }
-            dst[3 * x] = static_cast<BYTE>(b);
-            dst[3 * x + 1] = static_cast<BYTE>(g);
-            dst[3 * x + 2] = static_cast<BYTE>(r);
-            if (alpha) alpha[std::size_t{y} * w + x] = static_cast<BYTE>(a);
+            const std::size_t dy = outH - 1 - static_cast<std::size_t>(at.y);
+            BYTE* d = bits0 + dy * stride + 3 * static_cast<std::size_t>(at.x);
+            d[0] = static_cast<BYTE>(b);
+            d[1] = static_cast<BYTE>(g);
+            d[2] = static_cast<BYTE>(r);
+            if (alpha) alpha[dy * outW + static_cast<std::size_t>(at.x)] = static_cast<BYTE>(a);
         }
     }
     return true;
@@ -188,29 +373,41 @@ bool DecodeTiff(CxImage& image, const std::uint8_t* data, std::size_t size) {
         return false;
     if (!image.PixelsAllowed(w, h)) return false;
     std::uint16_t bits = 1, spp = 1, photometric = 0, planar = PLANARCONFIG_CONTIG;
+    std::uint16_t format = SAMPLEFORMAT_UINT, compression = COMPRESSION_NONE, extra = 0;
+    std::uint16_t* extraTypes = nullptr;
     TIFFGetFieldDefaulted(tif, TIFFTAG_BITSPERSAMPLE, &bits);
     TIFFGetFieldDefaulted(tif, TIFFTAG_SAMPLESPERPIXEL, &spp);
     TIFFGetFieldDefaulted(tif, TIFFTAG_PLANARCONFIG, &planar);
+    TIFFGetFieldDefaulted(tif, TIFFTAG_SAMPLEFORMAT, &format);
+    TIFFGetFieldDefaulted(tif, TIFFTAG_COMPRESSION, &compression);
+    TIFFGetFieldDefaulted(tif, TIFFTAG_EXTRASAMPLES, &extra, &extraTypes);
     const bool hasPhotometric = TIFFGetField(tif, TIFFTAG_PHOTOMETRIC, &photometric) != 0;
     std::uint16_t orientation = ORIENTATION_TOPLEFT;
     TIFFGetFieldDefaulted(tif, TIFFTAG_ORIENTATION, &orientation);
-    const bool indexed = hasPhotometric && spp == 1 && (bits == 1 || bits == 4 || bits == 8) &&
-                         !TIFFIsTiled(tif) && orientation == ORIENTATION_TOPLEFT &&
-                         (photometric == PHOTOMETRIC_PALETTE ||
-                          photometric == PHOTOMETRIC_MINISBLACK ||
-                          photometric == PHOTOMETRIC_MINISWHITE);
-    if (indexed && ReadPalettePage(tif, image, w, h, bits, photometric)) return true;
-    std::uint16_t compression = COMPRESSION_NONE, extra = 0;
-    std::uint16_t* extraTypes = nullptr;
-    TIFFGetFieldDefaulted(tif, TIFFTAG_COMPRESSION, &compression);
-    TIFFGetFieldDefaulted(tif, TIFFTAG_EXTRASAMPLES, &extra, &extraTypes);
+    if (orientation < ORIENTATION_TOPLEFT || orientation > ORIENTATION_LEFTBOT)
+        orientation = ORIENTATION_TOPLEFT;
+    const bool jpeg = compression == COMPRESSION_JPEG || compression == COMPRESSION_OJPEG;
+    // 12-bit samples only where the coding is lossless and bit-oriented.
+    const bool twelveOk = compression == COMPRESSION_NONE || compression == COMPRESSION_LZW ||
+                          compression == COMPRESSION_ADOBE_DEFLATE ||
+                          compression == COMPRESSION_DEFLATE;
+    const bool uintSamples = format == SAMPLEFORMAT_UINT;
+    const bool grey =
+        photometric == PHOTOMETRIC_MINISBLACK || photometric == PHOTOMETRIC_MINISWHITE;
+    const bool indexed = hasPhotometric && uintSamples && spp == 1 &&
+                         ((photometric == PHOTOMETRIC_PALETTE &&
+                           (bits == 1 || bits == 2 || bits == 4 || bits == 8)) ||
+                          (grey && (bits == 1 || bits == 2 || bits == 4 || bits == 8 ||
+                                    bits == 16 || (bits == 12 && twelveOk))));
+    if (indexed) return ReadIndexedPage(tif, image, w, h, bits, photometric, orientation);
     const bool plainAlpha = spp == 4 && extra == 1 && extraTypes && extraTypes[0] == EXTRASAMPLE_UNASSALPHA;
-    const bool plainRgb = hasPhotometric && photometric == PHOTOMETRIC_RGB && bits == 8 &&
-                          (spp == 3 || plainAlpha) && planar == PLANARCONFIG_CONTIG &&
-                          !TIFFIsTiled(tif) && orientation == ORIENTATION_TOPLEFT &&
-                          compression != COMPRESSION_JPEG && compression != COMPRESSION_OJPEG;
-    if (plainRgb && ReadRgbStrips(tif, image, w, h, spp, plainAlpha)) return true;
-    return ReadRgbaPage(tif, image, w, h);
+    const bool rgb = hasPhotometric && photometric == PHOTOMETRIC_RGB && uintSamples && !jpeg &&
+                     (spp == 3 || plainAlpha) &&
+                     (bits == 8 || bits == 16 || (bits == 12 && twelveOk));
+    if (rgb)
+        return ReadRgbPage(tif, image, w, h, bits, spp, planar == PLANARCONFIG_SEPARATE,
+                           orientation);
+    return ReadRgbaPage(tif, image, w, h, orientation);
 }
 
 bool EncodeTiff(const CxImage& image, Bytes& out) {

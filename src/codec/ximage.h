@@ -13,8 +13,10 @@
 //    AND-mask of a palette image with a free entry) is kept; -1 means none.
 //  - Decoders read from memory through a bounds-checked cursor or the
 //    format library; any damage, warning or refusal leaves the image
-//    invalid. No decoder allocates an image of more than kCodecMaxPixels
-//    pixels: the size is checked in 64 bits first.
+//    invalid (TIFF excepted: damaged strips and tiles are tolerated the way
+//    libtiff's own reader tolerates them, see tiff.cpp). No decoder
+//    allocates an image of more than kCodecMaxPixels pixels: the size is
+//    checked in 64 bits first.
 //  - Format libraries never print: their error and warning handlers turn
 //    every complaint into a failed decode or encode.
 //  - Format numbers are the file-type numbers of ThFindType (CXIMAGE_FORMAT_*).
@@ -131,6 +133,21 @@ class VELLUM_API CxImage {
                width * height <= maxPixels_;
     }
 
+    // A load hint for thumbnails: the picture is wanted at about width x
+    // height or smaller. A decoder that can reduce the picture cheaply while
+    // decoding returns it reduced, never below width x height in either
+    // direction; the others ignore the hint. JPEG uses libjpeg's DCT scaling
+    // (1/2, 1/4 or 1/8, the largest reduction that still covers the size),
+    // whose pixels are libjpeg's reduced inverse transform: they are close to,
+    // not identical with, a full decode scaled down afterwards. 0 x 0 (the
+    // default) always decodes in full. The hint stays set across decodes.
+    void SetDecodeSizeHint(DWORD width, DWORD height) {
+        hintWidth_ = width;
+        hintHeight_ = height;
+    }
+    DWORD GetDecodeHintWidth() const { return hintWidth_; }
+    DWORD GetDecodeHintHeight() const { return hintHeight_; }
+
     // Building blocks for decoders and the image object.
     // A zero-filled image (palette: grey ramp, black and white for 1 bit).
     // With zeroFill false the pixel bytes are left unset (row padding is
@@ -179,4 +196,6 @@ class VELLUM_API CxImage {
     DWORD type_ = 0;
     BYTE jpegQuality_ = 75;
     std::int64_t maxPixels_ = kCodecMaxPixels;
+    DWORD hintWidth_ = 0;
+    DWORD hintHeight_ = 0;
 };

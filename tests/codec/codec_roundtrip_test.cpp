@@ -186,6 +186,57 @@ TEST(CodecRoundTrip, AlphaPlane) {
     }
 }
 
+// Icons beyond 256 x 256 are written as a PNG entry whose directory size
+// bytes are 0, and read back at their real size.
+TEST(CodecRoundTrip, LargeIconsAsPngEntries) {
+    CxImage wide = Sample(24, 300, 40);
+    ASSERT_TRUE(wide.AlphaCreate());
+    for (std::size_t i = 0; i < 300 * 40; ++i) wide.AlphaGetPointer()[i] = BYTE(i * 5 % 256);
+    std::vector<BYTE> bytes;
+    ASSERT_TRUE(wide.Encode(bytes, CXIMAGE_FORMAT_ICO));
+    ASSERT_GT(bytes.size(), 30u);
+    EXPECT_EQ(bytes[6], 0);                     // width 300: 0
+    EXPECT_EQ(bytes[7], 40);                    // height as it is
+    EXPECT_EQ(bytes[12] | bytes[13] << 8, 32);  // alpha makes 32 bits
+    EXPECT_EQ(std::memcmp(bytes.data() + 22, "\x89PNG", 4), 0);
+    CxImage back;
+    ASSERT_TRUE(back.Decode(bytes.data(), bytes.size(), CXIMAGE_FORMAT_ICO));
+    ExpectSameColours(wide, back);
+    ASSERT_TRUE(back.AlphaIsValid());
+    EXPECT_EQ(std::memcmp(back.AlphaGetPointer(), wide.AlphaGetPointer(), 300 * 40), 0);
+
+    // A palette image keeps its depth, table and transparent index.
+    CxImage tall = Sample(8, 20, 257);
+    for (long y = 0; y < 257; ++y)
+        for (long x = 0; x < 20; ++x)
+            if (tall.GetPixelIndex(x, y) == 9) tall.SetPixelIndex(x, y, 8);
+    tall.SetPixelIndex(3, 3, 9);
+    tall.SetTransIndex(9);
+    const CxImage tallBack = Through(tall, CXIMAGE_FORMAT_ICO);
+    ExpectSameBits(tall, tallBack);
+    EXPECT_EQ(tallBack.GetTransIndex(), 9);
+
+    // The entry chosen is the largest by its real size: a 300 x 300 PNG
+    // entry, whose directory says 256 x 256 at 8 bits, wins over a 256 x 256
+    // bitmap entry at 24 bits.
+    std::vector<BYTE> png, bitmap;
+    ASSERT_TRUE(Sample(8, 300, 300).Encode(png, CXIMAGE_FORMAT_ICO));
+    ASSERT_TRUE(Sample(24, 256, 256).Encode(bitmap, CXIMAGE_FORMAT_ICO));
+    std::vector<BYTE> icon = {0, 0, 1, 0, 2, 0};
+    std::uint32_t offset = 6 + 2 * 16;
+    for (const auto* e : {&bitmap, &png}) {
+        icon.insert(icon.end(), e->begin() + 6, e->begin() + 18);  // its directory entry
+        for (int k = 0; k < 4; ++k) icon.push_back(BYTE(offset >> (8 * k)));
+        offset += static_cast<std::uint32_t>(e->size() - 22);
+    }
+    for (const auto* e : {&bitmap, &png}) icon.insert(icon.end(), e->begin() + 22, e->end());
+    CxImage chosen;
+    ASSERT_TRUE(chosen.Decode(icon.data(), icon.size(), CXIMAGE_FORMAT_ICO));
+    EXPECT_EQ(chosen.GetWidth(), 300u);
+    EXPECT_EQ(chosen.GetHeight(), 300u);
+    EXPECT_EQ(chosen.GetBpp(), 8);
+}
+
 TEST(CodecRoundTrip, GifReductionKeepsColoursClose) {
     const CxImage image = Sample(24, 64, 64);
     const CxImage back = Through(image, CXIMAGE_FORMAT_GIF);
@@ -309,6 +360,59 @@ TEST(CodecImage, TopDownBmpTurnedBottomUp) {
     ASSERT_TRUE(back.Decode(flipped.data(), flipped.size(), CXIMAGE_FORMAT_BMP));
     ExpectSameBits(image, back);
     EXPECT_EQ(back.GetHeader()->biHeight, 4);
+}
+
+}  // namespace
+
+namespace {
+
+// The thumbnail hint: JPEG decodes at the largest DCT reduction (1/2, 1/4,
+// 1/8) that still covers the wanted size; the pixels stay close to the full
+// decode averaged over the same blocks.
+TEST(CodecImage, JpegDecodeSizeHint) {
+    CxImage picture = Sample(24, 400, 300);
+    for (DWORD y = 0; y < 300; ++y)  // smooth, so that block means are comparable
+        for (DWORD x = 0; x < 400; ++x) {
+            BYTE* p = picture.GetBits(y) + 3 * x;
+            p[0] = BYTE(x * 255 / 399), p[1] = BYTE(y * 255 / 299), p[2] = BYTE((x + y) / 3);
+        }
+    picture.SetJpegQuality(95);
+    std::vector<BYTE> bytes;
+    ASSERT_TRUE(picture.Encode(bytes, CXIMAGE_FORMAT_JPG));
+    CxImage full;
+    ASSERT_TRUE(full.Decode(bytes.data(), bytes.size(), CXIMAGE_FORMAT_JPG));
+    struct Case {
+        DWORD wantW, wantH, gotW, gotH;
+    };
+    const Case cases[] = {
+        {100, 70, 100, 75},   // 1/4: 100 x 75 covers it, 1/8 (50 x 38) does not
+        {101, 70, 200, 150},  // one more column needs 1/2
+        {160, 120, 200, 150}, {50, 38, 50, 38},
+        {1, 1, 50, 38},       {201, 10, 400, 300},  // too wide for any reduction
+        {0, 0, 400, 300},                           // no hint
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.wantW << " x " << c.wantH);
+        CxImage image;
+        image.SetDecodeSizeHint(c.wantW, c.wantH);
+        ASSERT_TRUE(image.Decode(bytes.data(), bytes.size(), CXIMAGE_FORMAT_JPG));
+        ASSERT_EQ(image.GetWidth(), c.gotW);
+        ASSERT_EQ(image.GetHeight(), c.gotH);
+        const DWORD f = 400 / c.gotW;
+        long long error = 0;
+        for (DWORD y = 0; y + 1 < c.gotH; ++y)
+            for (DWORD x = 0; x + 1 < c.gotW; ++x) {
+                const BYTE* p = image.GetBits(y) + 3 * x;
+                for (int k = 0; k < 3; ++k) {
+                    long sum = 0;
+                    for (DWORD j = 0; j < f; ++j)
+                        for (DWORD i = 0; i < f; ++i)
+                            sum += full.GetBits(y * f + j)[3 * (x * f + i) + k];
+                    error += std::abs(p[k] - sum / long(f * f));
+                }
+            }
+        EXPECT_LT(error / ((c.gotW - 1) * (c.gotH - 1) * 3), 3);
+    }
 }
 
 }  // namespace

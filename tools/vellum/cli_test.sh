@@ -90,6 +90,34 @@ done
 run 0 info --palette d1.bmp && grep -q '#000000' out.txt && grep -q '#FFFFFF' out.txt ||
   fail "1-bit palette is not black and white"
 
+# --- convert --depth keeps transparency where the result can hold it -----------
+# A 4 x 2 colour-mapped TGA whose map entry 2 (magenta) has alpha 0: the codec
+# reads it as an 8-bit image with transparent index 2.
+printf '\x00\x01\x01\x00\x00\x03\x00\x20\x00\x00\x00\x00\x04\x00\x02\x00\x08\x08' >keyed.tga
+printf '\x00\x00\x00\xff\xff\xff\xff\xff\xff\x00\xff\x00' >>keyed.tga
+printf '\x00\x01\x02\x00\x01\x02\x01\x00' >>keyed.tga
+# A 2 x 1 32-bit TGA: half-transparent red, fully transparent blue.
+printf '\x00\x00\x02\x00\x00\x00\x00\x00\x00\x00\x00\x00\x02\x00\x01\x00\x20\x08' >alpha.tga
+printf '\x00\x00\xff\x80\xff\x00\x00\x00' >>alpha.tga
+# expect FILE BITS ALPHA TRANSPARENT-INDEX
+expect_transparency() {
+  run 0 info "$1" || return
+  local got
+  got="$(field out.txt 'bit count') $(field out.txt alpha) $(field out.txt 'transparent index')"
+  [ "$got" = "$2 $3 $4" ] || fail "$1: bit count, alpha, transparent index are '$got', expected '$2 $3 $4'"
+}
+expect_transparency keyed.tga 8 no 2
+run 0 convert --depth 8 keyed.tga keyed8.png && expect_transparency keyed8.png 8 no 2
+run 0 convert --depth 24 keyed.tga keyed24.png && expect_transparency keyed24.png 24 yes none
+# Magenta is one of the 16 standard colours and no opaque pixel lands on it.
+run 0 convert --depth 4 keyed.tga keyed4.gif && expect_transparency keyed4.gif 4 no 13
+# In black and white the magenta pixels share a colour with opaque ones.
+run 0 convert --depth 1 keyed.tga keyed1.png && expect_transparency keyed1.png 1 no none
+run 0 convert --depth 24 alpha.tga alpha24.png && expect_transparency alpha24.png 24 yes none
+run 0 convert --depth 8 alpha.tga alpha8.png && expect_transparency alpha8.png 8 no none
+# Other operations drop what they cannot carry.
+run 0 mirror --horizontal keyed.tga mirrored.png && expect_transparency mirrored.png 8 no none
+
 # --- batch with --out-dir: progress on stderr, one result per input -----------
 run 0 convert --depth 4 scene.bmp d8.bmp --out-dir batch
 [ -s batch/scene.bmp ] && [ -s batch/d8.bmp ] || fail "batch: outputs missing"

@@ -134,6 +134,11 @@ Image fromCodec(const CxImage& codec) {
     if (!image.bits) throw Failure("out of memory");
     std::memcpy(image.bits, codec.GetBits(), static_cast<std::size_t>(bytes));
     image.info->bmiHeader.biSizeImage = static_cast<DWORD>(bytes);
+    if (codec.AlphaIsValid()) {
+        const BYTE* plane = codec.AlphaGetPointer();
+        image.alpha.assign(plane, plane + std::size_t{codec.GetWidth()} * codec.GetHeight());
+    }
+    image.transIndex = codec.GetBpp() <= 8 ? codec.GetTransIndex() : -1;
     return image;
 }
 
@@ -151,6 +156,13 @@ bool toCodec(const Image& image, CxImage& codec) {
     std::memcpy(codec.GetBits(), image.bits, std::size_t{codec.GetEffWidth()} * codec.GetHeight());
     codec.GetHeader()->biXPelsPerMeter = h.biXPelsPerMeter;
     codec.GetHeader()->biYPelsPerMeter = h.biYPelsPerMeter;
+    if (image.transparencyKept) {
+        const std::size_t pixels = std::size_t{codec.GetWidth()} * codec.GetHeight();
+        if (image.alpha.size() == pixels && codec.AlphaCreate())
+            std::memcpy(codec.AlphaGetPointer(), image.alpha.data(), pixels);
+        if (h.biBitCount <= 8 && image.transIndex >= 0 && image.transIndex < (1L << h.biBitCount))
+            codec.SetTransIndex(image.transIndex);
+    }
     return true;
 }
 
@@ -161,7 +173,10 @@ Image::Image(Image&& other) noexcept
       info(std::exchange(other.info, nullptr)),
       sourcePath(std::move(other.sourcePath)),
       convertFromSource(other.convertFromSource),
-      jpegQuality(other.jpegQuality) {}
+      jpegQuality(other.jpegQuality),
+      alpha(std::move(other.alpha)),
+      transIndex(other.transIndex),
+      transparencyKept(other.transparencyKept) {}
 
 Image& Image::operator=(Image&& other) noexcept {
     if (this != &other) {
@@ -171,6 +186,9 @@ Image& Image::operator=(Image&& other) noexcept {
         sourcePath = std::move(other.sourcePath);
         convertFromSource = other.convertFromSource;
         jpegQuality = other.jpegQuality;
+        alpha = std::move(other.alpha);
+        transIndex = other.transIndex;
+        transparencyKept = other.transparencyKept;
     }
     return *this;
 }
@@ -206,7 +224,7 @@ Image makeImage24(int width, int height) {
     return image;
 }
 
-Image loadImage(const std::string& path) {
+Image loadImage(const std::string& path, DWORD hintWidth, DWORD hintHeight) {
     std::error_code ec;
     if (fs::is_directory(path, ec))
         throw Failure("cannot read " + quoted(path) + ": is a directory");
@@ -229,7 +247,9 @@ Image loadImage(const std::string& path) {
             image = fromCodec(codec);
         }
     } else {
-        CxImage codec(path.c_str(), static_cast<DWORD>(type));
+        CxImage codec(static_cast<DWORD>(type));
+        codec.SetDecodeSizeHint(hintWidth, hintHeight);
+        codec.Load(path.c_str(), static_cast<DWORD>(type));
         if (!codec.IsValid()) {
             std::FILE* file = std::fopen(path.c_str(), "rb");
             if (!file) throw Failure("cannot read " + quoted(path) + ": " + openFailureReason(path));

@@ -11,6 +11,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "vellum.h"
 
@@ -49,6 +50,17 @@ struct Image {
     std::string sourcePath;
     bool convertFromSource = false;
     int jpegQuality = 75;
+
+    // Transparency the pair cannot hold, as the codec decoded it: an alpha
+    // plane (width x height bytes, bottom-up rows like the pair's, 255
+    // opaque; empty when none) and the transparent palette index (-1 when
+    // none). An operation that moves or recolours pixels makes them stale, so
+    // saving writes them only when transparencyKept is set: an operation
+    // sets it after carrying them through its own change (only
+    // `convert --depth` does), and every other operation drops them.
+    std::vector<BYTE> alpha;
+    long transIndex = -1;
+    bool transparencyKept = false;
     int width() const { return info ? info->bmiHeader.biWidth : 0; }
     int height() const { return info ? info->bmiHeader.biHeight : 0; }
     int bitCount() const { return info ? info->bmiHeader.biBitCount : 0; }
@@ -59,7 +71,11 @@ struct Image {
 Image makeImage24(int width, int height);
 
 // Reads an image file; throws Failure("cannot read '<path>': <reason>").
-Image loadImage(const std::string& path);
+// A hint of width x height (both above 0) says the picture is wanted no
+// larger than that, as for a thumbnail: formats that can decode reduced do
+// so (JPEG through DCT scaling, CxImage::SetDecodeSizeHint), never below the
+// hint; the others are read in full.
+Image loadImage(const std::string& path, DWORD hintWidth = 0, DWORD hintHeight = 0);
 
 // Writes the image in the format of the path's extension (BMP through
 // ThSaveDibData, which may normalise the header in place; JPEG at
