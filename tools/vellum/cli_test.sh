@@ -151,6 +151,42 @@ run 2 convert scene.bmp && expect_one_error_line "convert without output"
 run 2 convert --no-such-option scene.bmp out.bmp
 run 2
 
+# --- operands by position, named options, batches at once ---------------------
+# same A B: the two files hold the same bytes.
+same() { cmp -s "$1" "$2" || fail "$1 and $2 differ"; }
+# Every listed operation answers --help with its usage line.
+run 0 ops
+for op in $(awk '/^  [a-z0-9]/ {print $1}' out.txt); do
+  run 0 "$op" --help && grep -q "^Usage: vellum $op" out.txt || fail "$op --help has no usage line"
+done
+run 0 scale 40 17 scene.bmp a.bmp && run 0 scale --width 40 --height 17 scene.bmp b.bmp && same a.bmp b.bmp
+run 0 crop 3,4,60,20 scene.bmp a.bmp && run 0 crop --rect 3,4,60,20 scene.bmp b.bmp && same a.bmp b.bmp
+# A negative number is a value, not an option.
+run 0 brightness -30 scene.bmp a.bmp && run 0 brightness --value -30 scene.bmp b.bmp && same a.bmp b.bmp
+# Optional operands may be left out.
+run 0 gamma 40 scene.bmp a.bmp && run 0 gamma --red 40 scene.bmp b.bmp && same a.bmp b.bmp
+run 0 rotate 30 --background 0 scene.bmp a.bmp &&
+  run 0 rotate --degrees 30 --background 0 scene.bmp b.bmp && same a.bmp b.bmp
+run 0 filter 3 scene.bmp a.bmp
+run 2 scale scene.bmp a.bmp && expect_one_error_line "scale without a size"
+grep -q 'WIDTH is required' err.txt || fail "missing operand not named: $(cat err.txt)"
+run 2 scale 0 10 scene.bmp a.bmp && expect_one_error_line "operand out of range"
+run 2 scale 10 10 10 scene.bmp a.bmp && expect_one_error_line "one operand too many"
+# Operands before a batch; two files at once give what one at a time gives.
+run 1 scale 20 10 --jobs 2 --out-dir par text.bmp scene.bmp d8.bmp
+[ "$(grep -c '^\[' err.txt)" -eq 3 ] || fail "parallel batch progress: $(cat err.txt)"
+[ -s par/d8.bmp ] || fail "parallel batch lost a result"
+run 0 scale 20 10 scene.bmp one.bmp && same one.bmp par/scene.bmp
+# A thumbnail decoded reduced still fits the box.
+run 0 convert --quality 90 default.bmp photo.jpg
+run 0 thumbnail 100x100 --fast photo.jpg thumb.bmp && run 0 info thumb.bmp &&
+  [ "$(field out.txt width)" = 100 ] && [ "$(field out.txt height)" = 75 ] ||
+  fail "fast thumbnail: $(field out.txt width) x $(field out.txt height)"
+# Lossless formats give back the same picture.
+for ext in png tif tga pcx ppm ras; do
+  run 0 convert scene.bmp "s.$ext" && run 0 convert "s.$ext" "back-$ext.bmp" && same scene.bmp "back-$ext.bmp"
+done
+
 if [ "$failures" -ne 0 ]; then
   echo "$failures check(s) failed" >&2
   exit 1

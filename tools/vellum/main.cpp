@@ -291,6 +291,7 @@ int runTransform(const Command& cmd, const Args& args) {
 
     // Workers take the next file in turn; each progress or failure line is
     // written by one call, so lines from different files do not mix.
+    const auto hint = op.decodeHint ? op.decodeHint(args) : std::pair<DWORD, DWORD>{0, 0};
     std::atomic<std::size_t> next{0};
     std::atomic<int> failed{0};
     const auto work = [&] {
@@ -300,7 +301,7 @@ int runTransform(const Command& cmd, const Args& args) {
             if (jobs.size() > 1)
                 std::fprintf(stderr, "[%zu/%zu] %s\n", i + 1, jobs.size(), input.c_str());
             Image image;
-            bool ok = reportFailures("", [&] { image = loadImage(input); });
+            bool ok = reportFailures("", [&] { image = loadImage(input, hint.first, hint.second); });
             ok = ok && reportFailures(op.name + " '" + input + "': ",
                                       [&] { op.transform(args, image); });
             ok = ok && reportFailures("", [&] { saveImage(image, output); });

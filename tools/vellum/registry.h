@@ -35,6 +35,7 @@
 #include <ostream>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "image_io.h"
@@ -105,6 +106,9 @@ class Args {
 using TransformFn = std::function<void(const Args&, Image&)>;
 using InspectFn = std::function<void(const Args&, const std::string& path, std::ostream& out)>;
 using GenerateFn = std::function<Image(const Args&)>;
+// The largest size a transform needs of its input, as {width, height}; {0, 0}
+// for the whole picture. Formats that can decode reduced (JPEG) then do so.
+using DecodeHintFn = std::function<std::pair<DWORD, DWORD>(const Args&)>;
 
 struct Operation {
     std::string name;
@@ -115,6 +119,8 @@ struct Operation {
     TransformFn transform;
     InspectFn inspect;
     GenerateFn generate;
+    // Optional, transforms only: lets the input be decoded reduced.
+    DecodeHintFn decodeHint;
     // An inspect operation that may run without files: it is then called
     // once with an empty path.
     bool filesOptional = false;
