@@ -25,9 +25,10 @@ TEST(DeviceBitmaps, RoundTripAtTwentyFourBits) {
     ASSERT_NE(bitmap, nullptr);
     EXPECT_EQ(p.bytes(), original);  // the pair is not touched
     // bitCount 0: a 32-bit device bitmap reads back at 24 bits.
-    void* oldBits = p.bits;
+    // The old bits are released before the new block is taken, so the
+    // allocator may hand back the same address: only a block is required.
     ASSERT_EQ(ThBitmapToDIB(p.bits, p.info, bitmap, nullptr, 0), 1);
-    EXPECT_NE(p.bits, oldBits);
+    ASSERT_NE(p.bits, nullptr);
     const BITMAPINFOHEADER& h = p.h();
     EXPECT_EQ(h.biSize, 40u);
     EXPECT_EQ(h.biWidth, 5);
