@@ -28,30 +28,42 @@ inline void SetIndex(BYTE* row, i64 x, int bits, int v) {
     }
 }
 
-// Whole-pixel quarter turn of `bytes`-byte pixels, in tiles so that both the
-// reads and the writes stay in cache.
-void Turn(const BYTE* src, i64 srcStride, BYTE* dst, i64 dstStride, i64 width, i64 height,
-          int direction, int bytes) {
-    constexpr i64 kTile = 32;
-    for (i64 y0 = 0; y0 < height; y0 += kTile) {
-        const i64 y1 = std::min(y0 + kTile, height);
-        for (i64 x0 = 0; x0 < width; x0 += kTile) {
-            const i64 x1 = std::min(x0 + kTile, width);
-            for (i64 y = y0; y < y1; ++y) {
-                const BYTE* s = src + srcStride * y + x0 * bytes;
-                for (i64 x = x0; x < x1; ++x, s += bytes) {
-                    BYTE* d = direction == 1 ? dst + dstStride * (width - 1 - x) + y * bytes
-                                             : dst + dstStride * x + (height - 1 - y) * bytes;
-                    if (bytes == 3) {
-                        d[0] = s[0];
-                        d[1] = s[1];
-                        d[2] = s[2];
-                    } else {
-                        d[0] = s[0];
-                    }
+// Whole-pixel quarter turn of B-byte pixels, in tiles so that both the reads
+// and the writes stay in cache. Each source column of a tile becomes a run of
+// one destination row, written in order.
+template <int B, int Direction>
+void TurnTiles(const BYTE* src, i64 srcStride, BYTE* dst, i64 dstStride, i64 width,
+               i64 height) {
+    // Wide, short tiles: the source is read in long runs the prefetcher
+    // follows, and each destination row gets a short run per tile that the
+    // next tile completes while its lines are still in cache.
+    constexpr i64 kTileX = 512, kTileY = B == 3 ? 16 : 64;
+    for (i64 x0 = 0; x0 < width; x0 += kTileX) {
+        const i64 x1 = std::min(x0 + kTileX, width);
+        for (i64 y0 = 0; y0 < height; y0 += kTileY) {
+            const i64 y1 = std::min(y0 + kTileY, height);
+            for (i64 x = x0; x < x1; ++x) {
+                const BYTE* s = src + srcStride * y0 + x * B;
+                if constexpr (Direction == 1) {
+                    BYTE* d = dst + dstStride * (width - 1 - x) + y0 * B;
+                    for (i64 y = y0; y < y1; ++y, s += srcStride, d += B) std::memcpy(d, s, B);
+                } else {
+                    BYTE* d = dst + dstStride * x + (height - 1 - y0) * B;
+                    for (i64 y = y0; y < y1; ++y, s += srcStride, d -= B) std::memcpy(d, s, B);
                 }
             }
         }
+    }
+}
+
+void Turn(const BYTE* src, i64 srcStride, BYTE* dst, i64 dstStride, i64 width, i64 height,
+          int direction, int bytes) {
+    if (bytes == 3) {
+        if (direction == 1) TurnTiles<3, 1>(src, srcStride, dst, dstStride, width, height);
+        else TurnTiles<3, -1>(src, srcStride, dst, dstStride, width, height);
+    } else {
+        if (direction == 1) TurnTiles<1, 1>(src, srcStride, dst, dstStride, width, height);
+        else TurnTiles<1, -1>(src, srcStride, dst, dstStride, width, height);
     }
 }
 
@@ -101,11 +113,19 @@ int ThRotateBmp90(void*& bits, BITMAPINFO*& info, int direction) {
     h.biWidth = static_cast<LONG>(height);
     h.biHeight = static_cast<LONG>(width);
     h.biSizeImage = static_cast<DWORD>(dstStride * width);  // before the allocation
-    BYTE* out = static_cast<BYTE*>(GlobalAllocChecked(GPTR, dstStride * width));
+    // Every pixel of an 8- or 24-bit result is written and its row padding
+    // cleared here; the packed depths or their bits into a cleared block.
+    const bool wholeBytes = bitCount == 24 || bitCount == 8;
+    BYTE* out = static_cast<BYTE*>(
+        GlobalAllocChecked(wholeBytes ? GMEM_FIXED : GPTR, dstStride * width));
     if (!out) return 0;
     const auto* src = static_cast<const BYTE*>(bits);
 
-    if (bitCount == 24 || bitCount == 8) {
+    if (wholeBytes) {
+        const i64 used = height * (bitCount / 8);
+        for (i64 x = 0; x < width; ++x) {
+            std::memset(out + dstStride * x + used, 0, static_cast<std::size_t>(dstStride - used));
+        }
         Turn(src, srcStride, out, dstStride, width, height, direction, bitCount / 8);
     } else if (bitCount == 1 || bitCount == 4) {
         // The 4-bit loop has always stopped one column short.
@@ -151,11 +171,15 @@ int ThRotateFreeAngle(void*& bits, BITMAPINFO*& info, double angle, int backgrou
     h.biWidth = static_cast<LONG>(newWidth);
     h.biHeight = static_cast<LONG>(newHeight);
     h.biSizeImage = static_cast<DWORD>(dstStride * newHeight);  // before the allocation
-    BYTE* out = static_cast<BYTE*>(GlobalAllocChecked(GPTR, dstStride * newHeight));
+    // 8- and 24-bit blocks are filled with the background below, so they need
+    // no clearing first.
+    const bool filled = bitCount == 8 || bitCount == 24;
+    BYTE* out = static_cast<BYTE*>(
+        GlobalAllocChecked(filled ? GMEM_FIXED : GPTR, dstStride * newHeight));
     if (!out) return 0;
     const auto* src = static_cast<const BYTE*>(bits);
     const int fill = background & 0xFF;
-    if (bitCount == 8 || bitCount == 24) {
+    if (filled) {
         std::memset(out, fill, static_cast<std::size_t>(dstStride * newHeight));
     }
 

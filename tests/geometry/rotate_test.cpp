@@ -276,3 +276,32 @@ TEST(RotateFreeAngle, MatchesThePixelByPixelRule) {
         }
     }
 }
+
+// Quarter turns go tile by tile; sizes across tile edges in both directions,
+// against the pixel rule (direction 1: source column x becomes row
+// width - 1 - x; -1: row x, read from the right), padding 0.
+TEST(RotateBmp90, MatchesThePixelRuleAcrossTiles) {
+    Pair p;
+    for (auto [w, h] : {std::pair{1, 1}, {3, 70}, {530, 5}, {517, 19}, {6, 1030}, {1, 17}}) {
+        for (int depth : {8, 24}) {
+            for (int direction : {1, -1}) {
+                Make(p, w, h, depth);
+                gtest_geo::Fill(p, static_cast<std::uint32_t>(w * 31 + h + depth + direction));
+                const std::vector<BYTE> before = p.bytes();
+                const int b = depth / 8;
+                const auto srcStride = VellumDibStride(depth, w);
+                const auto dstStride = VellumDibStride(depth, h);
+                std::vector<BYTE> expected(static_cast<std::size_t>(dstStride * w), 0);
+                for (int y = 0; y < h; ++y) {
+                    for (int x = 0; x < w; ++x) {
+                        const auto to = direction == 1 ? dstStride * (w - 1 - x) + b * y
+                                                       : dstStride * x + b * (h - 1 - y);
+                        std::memcpy(&expected[to], &before[srcStride * y + b * x], b);
+                    }
+                }
+                ASSERT_EQ(ThRotateBmp90(p.bits, p.info, direction), 1);
+                EXPECT_EQ(p.bytes(), expected) << w << "x" << h << " " << depth << " " << direction;
+            }
+        }
+    }
+}
