@@ -263,7 +263,8 @@ TEST(RotateFreeAngle, MatchesThePixelByPixelRule) {
     Pair p, q;
     std::uint32_t seed = 900;
     for (int depth : {1, 4, 8, 24}) {
-        for (auto [w, h] : {std::pair{1, 1}, {2, 5}, {9, 4}, {17, 13}}) {
+        // The larger sizes have inner runs long enough for eight at a time.
+        for (auto [w, h] : {std::pair{1, 1}, {2, 5}, {9, 4}, {17, 13}, {61, 37}, {23, 90}}) {
             for (double angle : {0.3, -0.3, 1.0, 2.0, 2.8, -2.2, 4.0, 5.5}) {
                 Make(p, w, h, depth);
                 gtest_geo::Fill(p, ++seed);
