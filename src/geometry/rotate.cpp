@@ -81,7 +81,8 @@ bool HasAvx2() {
 
 // l x (1024 - f) + r x f per lane.
 VELLUM_AVX2_INLINE __m256i Mix(__m256i l, __m256i r, __m256i f) {
-    return _mm256_add_epi32(_mm256_slli_epi32(l, 10), _mm256_mullo_epi32(_mm256_sub_epi32(r, l), f));
+    return _mm256_add_epi32(_mm256_slli_epi32(l, 10),
+                            _mm256_mullo_epi32(_mm256_sub_epi32(r, l), f));
 }
 
 // One channel of the bilinear rule from its four neighbours, shifted by 20.
@@ -148,7 +149,8 @@ __attribute__((target("avx2"))) void RotateInner24Avx2(const BYTE* src, i64 srcS
             pack);
         const __m128i first = _mm256_castsi256_si128(pixels);
         const __m128i second = _mm256_extracti128_si256(pixels, 1);
-        const int firstTail = _mm_extract_epi32(first, 2), secondTail = _mm_extract_epi32(second, 2);
+        const int firstTail = _mm_extract_epi32(first, 2);
+        const int secondTail = _mm_extract_epi32(second, 2);
         _mm_storel_epi64(reinterpret_cast<__m128i*>(d), first);
         std::memcpy(d + 8, &firstTail, 4);
         _mm_storel_epi64(reinterpret_cast<__m128i*>(d + 12), second);

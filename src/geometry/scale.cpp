@@ -457,7 +457,9 @@ void AverageBoth(RowSource& rows, i64 width, const Axis& ax, const Axis& ay, BYT
             BYTE* d = out + outStride * y;
 #if defined(__x86_64__)
             if (masked && maxCount * nRows <= kMax16) {
-                for (i64 w = minCount; w <= maxCount; ++w) byCount[w - minCount] = divide(w * nRows);
+                for (i64 w = minCount; w <= maxCount; ++w) {
+                    byCount[w - minCount] = divide(w * nRows);
+                }
                 masked(acc.data(), ax, byCount.data(), minCount, d);
                 continue;
             }

@@ -148,7 +148,8 @@ TEST(Mirror, LeftRightAtEveryWidth) {
         std::vector<BYTE> expected(before.size(), 0);
         for (int y = 0; y < 3; ++y) {
             for (int x = 0; x < width; ++x) {
-                std::memcpy(&expected[stride * y + 3 * x], &before[stride * y + 3 * (width - 1 - x)], 3);
+                std::memcpy(&expected[stride * y + 3 * x],
+                            &before[stride * y + 3 * (width - 1 - x)], 3);
             }
         }
         ASSERT_EQ(ThMirror(p.bits, p.info, 0), 1);
