@@ -71,6 +71,37 @@ void Turn(const BYTE* src, i64 srcStride, BYTE* dst, i64 dstStride, i64 width, i
     }
 }
 
+// Output indices first .. last - 1 of a row.
+struct Run {
+    i64 first, last;
+};
+
+// a / b rounded down and up, for b > 0.
+inline i64 FloorDiv(i64 a, i64 b) { return a >= 0 ? a / b : -((-a + b - 1) / b); }
+inline i64 CeilDiv(i64 a, i64 b) { return -FloorDiv(-a, b); }
+
+// The indices k in [0, n) with lo <= v0 + k x step <= hi.
+Run Within(i64 v0, i64 step, i64 lo, i64 hi, i64 n) {
+    i64 first = 0, last = n;
+    if (step > 0) {
+        first = CeilDiv(lo - v0, step);
+        last = FloorDiv(hi - v0, step) + 1;
+    } else if (step < 0) {
+        first = CeilDiv(v0 - hi, -step);
+        last = FloorDiv(v0 - lo, -step) + 1;
+    } else if (v0 < lo || v0 > hi) {
+        last = 0;
+    }
+    first = std::clamp<i64>(first, 0, n);
+    last = std::clamp<i64>(last, first, n);
+    return {first, last};
+}
+
+Run Both(Run a, Run b) {
+    const i64 first = std::max(a.first, b.first);
+    return {first, std::max(first, std::min(a.last, b.last))};
+}
+
 #if defined(__x86_64__)
 bool HasAvx2() {
     static const bool has = __builtin_cpu_supports("avx2");
@@ -280,59 +311,27 @@ int ThRotateFreeAngle(void*& bits, BITMAPINFO*& info, double angle, int backgrou
     if (bitCount == 24) {
         const i64 limitX = width * 1024, limitY = height * 1024;
         const i64 innerX = (width - 1) * 1024, innerY = (height - 1) * 1024;
-        auto inner = [&](i64 X, i64 Y) { return X >= 0 && X < innerX && Y >= 0 && Y < innerY; };
 #if defined(__x86_64__)
         // Positions and offsets of inner pixels then fit 32-bit lanes.
         const bool vector = HasAvx2() && width < (i64{1} << 20) && height < (i64{1} << 20);
 #else
         const bool vector = false;
 #endif
-        // Output pixels k0 .. k1 - 1 of row yd. (Bands of columns, for the
-        // source strip to stay in cache, measured no faster.)
-        auto span = [&](i64 yd, i64 k0, i64 k1) {
-            BYTE* d = out + dstStride * (yd + hh) + 3 * k0;
-            i64 X = cx * 1024 + (-hw) * C - yd * S + k0 * C;
-            i64 Y = cy * 1024 + (-hw) * S + yd * C + k0 * S;
-            // The inner pixels of a span are one run (the positions are linear
-            // in k); its first multiple of eight goes through the vector loop.
-            i64 vectorFrom = -1, vectorCount = 0;
-            if (vector) {
-                i64 first = k0;
-                while (first < k1 && !inner(X + (first - k0) * C, Y + (first - k0) * S)) ++first;
-                i64 last = k1;
-                while (last > first && !inner(X + (last - 1 - k0) * C, Y + (last - 1 - k0) * S)) {
-                    --last;
-                }
-                vectorCount = (last - first) / 8 * 8;
-                if (vectorCount > 0) vectorFrom = first;
-            }
-            for (i64 k = k0; k < k1; ++k, X += C, Y += S, d += 3) {
-#if defined(__x86_64__)
-                if (k == vectorFrom) {
-                    RotateInner24Avx2(src, srcStride, d, X, Y, static_cast<int>(C),
-                                      static_cast<int>(S), vectorCount);
-                    // The loop's own step moves past the last of them.
-                    k += vectorCount - 1;
-                    X += (vectorCount - 1) * C;
-                    Y += (vectorCount - 1) * S;
-                    d += 3 * (vectorCount - 1);
-                    continue;
-                }
-#endif
-                if (inner(X, Y)) {
-                    // All four neighbours inside: no background to mix in.
-                    const int fx = static_cast<int>(X & 1023), fy = static_cast<int>(Y & 1023);
-                    const BYTE* p0 = src + srcStride * (Y >> 10) + 3 * (X >> 10);
-                    const BYTE* p1 = p0 + srcStride;
-                    for (int c = 0; c < 3; ++c) {
-                        d[c] = static_cast<BYTE>(
-                            ((p0[3 + c] * fx + p0[c] * (1024 - fx)) * (1024 - fy) +
-                             (p1[c] * (1024 - fx) + p1[3 + c] * fx) * fy) >>
-                            20);
-                    }
-                    continue;
-                }
-                if (!(X > -1024 && X < limitX && Y > -1024 && Y < limitY)) continue;
+        for (i64 yd = -hh; yd < newHeight - hh; ++yd) {
+            BYTE* row = out + dstStride * (yd + hh);
+            const i64 X0 = cx * 1024 + (-hw) * C - yd * S;
+            const i64 Y0 = cy * 1024 + (-hw) * S + yd * C;
+            // Positions are linear along the row, so the pixels that touch the
+            // image and those with all four neighbours inside are two runs, the
+            // second within the first; the rest keep the background.
+            const Run touching = Both(Within(X0, C, -1023, limitX - 1, newWidth),
+                                      Within(Y0, S, -1023, limitY - 1, newWidth));
+            Run inside = Both(Within(X0, C, 0, innerX - 1, newWidth),
+                              Within(Y0, S, 0, innerY - 1, newWidth));
+            if (inside.first >= inside.last) inside = {touching.last, touching.last};
+            auto edge = [&](i64 k) {
+                const i64 X = X0 + k * C, Y = Y0 + k * S;
+                BYTE* d = row + 3 * k;
                 const i64 ix = X < 0 ? -1 : X >> 10;
                 const i64 iy = Y < 0 ? -1 : Y >> 10;
                 const int fx = static_cast<int>(X - ix * 1024);
@@ -351,9 +350,33 @@ int ThRotateFreeAngle(void*& bits, BITMAPINFO*& info, double angle, int backgrou
                                               (p01 * (1024 - fx) + p11 * fx) * fy) >>
                                              20);
                 }
+            };
+            for (i64 k = touching.first; k < inside.first; ++k) edge(k);
+            i64 k = inside.first;
+#if defined(__x86_64__)
+            // The run's first multiple of eight goes through the vector loop.
+            if (vector && inside.last - k >= 8) {
+                const i64 count = (inside.last - k) / 8 * 8;
+                RotateInner24Avx2(src, srcStride, row + 3 * k, X0 + k * C, Y0 + k * S,
+                                  static_cast<int>(C), static_cast<int>(S), count);
+                k += count;
             }
-        };
-        for (i64 yd = -hh; yd < newHeight - hh; ++yd) span(yd, 0, newWidth);
+#endif
+            for (; k < inside.last; ++k) {
+                // All four neighbours inside: no background to mix in.
+                const i64 X = X0 + k * C, Y = Y0 + k * S;
+                BYTE* d = row + 3 * k;
+                const int fx = static_cast<int>(X & 1023), fy = static_cast<int>(Y & 1023);
+                const BYTE* p0 = src + srcStride * (Y >> 10) + 3 * (X >> 10);
+                const BYTE* p1 = p0 + srcStride;
+                for (int c = 0; c < 3; ++c) {
+                    d[c] = static_cast<BYTE>(((p0[3 + c] * fx + p0[c] * (1024 - fx)) * (1024 - fy) +
+                                              (p1[c] * (1024 - fx) + p1[3 + c] * fx) * fy) >>
+                                             20);
+                }
+            }
+            for (k = inside.last; k < touching.last; ++k) edge(k);
+        }
     } else if (bitCount == 1 || bitCount == 4 || bitCount == 8) {
         const int outside = bitCount == 1 ? 1 : bitCount == 4 ? 15 : -1;
         for (i64 yd = -hh; yd < newHeight - hh; ++yd) {

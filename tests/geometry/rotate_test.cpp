@@ -265,7 +265,10 @@ TEST(RotateFreeAngle, MatchesThePixelByPixelRule) {
     for (int depth : {1, 4, 8, 24}) {
         // The larger sizes have inner runs long enough for eight at a time.
         for (auto [w, h] : {std::pair{1, 1}, {2, 5}, {9, 4}, {17, 13}, {61, 37}, {23, 90}}) {
-            for (double angle : {0.3, -0.3, 1.0, 2.0, 2.8, -2.2, 4.0, 5.5}) {
+            // The last two leave one of sine and cosine 0 after truncation.
+            for (double angle : {0.3, -0.3, 1.0, 2.0, 2.8, -2.2, 4.0, 5.5, 1.5707963, 3.1415926}) {
+                // Near a quarter turn a 1 x 1 image truncates to nothing and is refused.
+                if (w == 1 && (angle == 1.5707963 || angle == 3.1415926)) continue;
                 Make(p, w, h, depth);
                 gtest_geo::Fill(p, ++seed);
                 Make(q, w, h, depth);
