@@ -296,17 +296,17 @@ int ThRotateFreeAngle(void*& bits, BITMAPINFO*& info, double angle, int backgrou
     h.biWidth = static_cast<LONG>(newWidth);
     h.biHeight = static_cast<LONG>(newHeight);
     h.biSizeImage = static_cast<DWORD>(dstStride * newHeight);  // before the allocation
-    // 8- and 24-bit blocks are filled with the background below, so they need
-    // no clearing first.
+    // 8- and 24-bit blocks are written in full below (background or pixels),
+    // so they need no clearing first.
     const bool filled = bitCount == 8 || bitCount == 24;
     BYTE* out = static_cast<BYTE*>(
         GlobalAllocChecked(filled ? GMEM_FIXED : GPTR, dstStride * newHeight));
     if (!out) return 0;
     const auto* src = static_cast<const BYTE*>(bits);
     const int fill = background & 0xFF;
-    if (filled) {
-        std::memset(out, fill, static_cast<std::size_t>(dstStride * newHeight));
-    }
+    // The background fills the block, row padding included; 24-bit rows fill
+    // only what they do not compute, below.
+    if (bitCount == 8) std::memset(out, fill, static_cast<std::size_t>(dstStride * newHeight));
 
     if (bitCount == 24) {
         const i64 limitX = width * 1024, limitY = height * 1024;
@@ -351,6 +351,9 @@ int ThRotateFreeAngle(void*& bits, BITMAPINFO*& info, double angle, int backgrou
                                              20);
                 }
             };
+            std::memset(row, fill, static_cast<std::size_t>(3 * touching.first));
+            std::memset(row + 3 * touching.last, fill,
+                        static_cast<std::size_t>(dstStride - 3 * touching.last));
             for (i64 k = touching.first; k < inside.first; ++k) edge(k);
             i64 k = inside.first;
 #if defined(__x86_64__)
