@@ -24,9 +24,19 @@ int ThCrop(void*& bits, BITMAPINFO*& info, CRect rect, int) {
     const i64 newWidth = right - left, newHeight = bottom - top;
     const i64 dstStride = ((newWidth * bitCount + 7) / 8 + 3) & ~i64{3};
     const i64 srcStride = VellumDibStride(bitCount, width);
-    BYTE* out = static_cast<BYTE*>(GlobalAllocChecked(GPTR, dstStride * newHeight));
+    // 8- and 24-bit rows are copied whole and their padding cleared here; the
+    // packed depths or their bits into a cleared block.
+    const bool wholeBytes = bitCount == 8 || bitCount == 24;
+    BYTE* out = static_cast<BYTE*>(
+        GlobalAllocChecked(wholeBytes ? GMEM_FIXED : GPTR, dstStride * newHeight));
     if (!out) return 0;
     const auto* src = static_cast<const BYTE*>(bits);
+    if (wholeBytes) {
+        const i64 used = newWidth * bitCount / 8;
+        for (i64 y = 0; y < newHeight; ++y) {
+            std::memset(out + dstStride * y + used, 0, static_cast<std::size_t>(dstStride - used));
+        }
+    }
     const i64 blockBytes = srcStride * height;
     // A byte of the source block, 0 past its end.
     auto at = [&](i64 offset) -> BYTE { return offset < blockBytes ? src[offset] : 0; };

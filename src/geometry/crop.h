@@ -1,10 +1,11 @@
 // Rectangular cropping of a DIB pair, in place.
 //
-// Common rules: the result goes into a fresh GPTR block, the old bits are
-// released, biWidth, biHeight and biSizeImage are rewritten; depth and colour
-// table never change. 1 success, 0 failure; a failure leaves the pair
-// untouched. Rectangles are top-down: the first memory row taken is
-// height - bottom.
+// Common rules: the result goes into a fresh block whose every byte is defined
+// (zero-filled, or written in full with the row padding cleared, where that
+// spares a pass), the old bits are released, biWidth, biHeight and biSizeImage
+// are rewritten; depth and colour table never change. 1 success, 0 failure; a
+// failure leaves the pair untouched. Rectangles are top-down: the first memory
+// row taken is height - bottom.
 #pragma once
 
 #include "platform/rect.h"

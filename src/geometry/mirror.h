@@ -1,9 +1,10 @@
 // Mirroring of a DIB pair, in place.
 //
-// Common rules: the result goes into a fresh GPTR block of the same size,
-// the old bits are released and biSizeImage is set to stride x height; depth,
-// size and colour table never change. 1 success, 0 failure; a failure leaves
-// the pair untouched.
+// Common rules: the result goes into a fresh block of the same size whose every
+// byte is defined (zero-filled, or written in full with the row padding
+// cleared, where that spares a pass), the old bits are released and biSizeImage
+// is set to stride x height; depth, size and colour table never change. 1
+// success, 0 failure; a failure leaves the pair untouched.
 //
 //   left-right (0):   A B    ->   B A        top-bottom (1):   A B   ->   C D
 //                     C D         D C                          C D        A B

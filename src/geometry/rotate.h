@@ -1,11 +1,13 @@
 // Rotation of a DIB pair, in place.
 //
-// Common rules: the result goes into a fresh GPTR block, the old bits are
-// released, biWidth, biHeight and biSizeImage are rewritten; depth and colour
-// table never change. 1 success, 0 failure. Angles are radians; a positive
-// angle turns the picture clockwise on screen. Rotation uses 10-bit fixed
-// point (1.0 = 1024) with arithmetic shifts. Images with a width or height
-// below 1 are refused with 0 before anything changes (a choice made here).
+// Common rules: the result goes into a fresh block whose every byte is defined
+// (zero-filled, or written in full with the row padding cleared, where that
+// spares a pass), the old bits are released, biWidth, biHeight and biSizeImage
+// are rewritten; depth and colour table never change. 1 success, 0 failure.
+// Angles are radians; a positive angle turns the picture clockwise on screen.
+// Rotation uses 10-bit fixed point (1.0 = 1024) with arithmetic shifts. Images
+// with a width or height below 1 are refused with 0 before anything changes (a
+// choice made here).
 //
 // Quarter turns, memory rows bottom-up (direction 1 = clockwise on screen):
 //

@@ -12,6 +12,10 @@
 #include "geometry/scale_crop.h"
 #include "platform/global_memory.h"
 
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
+
 namespace {
 
 using i64 = std::int64_t;
@@ -113,6 +117,52 @@ bool HasAvx2() {
 }
 #endif
 
+// Column sums of up to 257 rows fit 16 bits (257 x 255 = 65535), and so do
+// box sums of up to 257 pixels.
+constexpr i64 kMax16 = 257;
+
+// acc = (acc if Add) + the N rows r[0..N), in 16-bit lanes.
+template <int N, bool Add>
+VELLUM_ALWAYS_INLINE void AddRowsBody(std::uint16_t* __restrict acc, const BYTE* const* r, i64 n) {
+    const BYTE* __restrict r0 = r[0];
+    const BYTE* __restrict r1 = r[N > 1 ? 1 : 0];
+    const BYTE* __restrict r2 = r[N > 2 ? 2 : 0];
+    const BYTE* __restrict r3 = r[N > 3 ? 3 : 0];
+    for (i64 k = 0; k < n; ++k) {
+        std::uint16_t s = Add ? acc[k] : std::uint16_t{0};
+        s = static_cast<std::uint16_t>(s + r0[k]);
+        if constexpr (N > 1) s = static_cast<std::uint16_t>(s + r1[k]);
+        if constexpr (N > 2) s = static_cast<std::uint16_t>(s + r2[k]);
+        if constexpr (N > 3) s = static_cast<std::uint16_t>(s + r3[k]);
+        acc[k] = s;
+    }
+}
+
+VELLUM_ALWAYS_INLINE void AddRows16Body(std::uint16_t* acc, const BYTE* const* r, int count,
+                                        bool add, i64 n) {
+    switch (count * 2 + (add ? 1 : 0)) {
+        case 2: AddRowsBody<1, false>(acc, r, n); break;
+        case 3: AddRowsBody<1, true>(acc, r, n); break;
+        case 4: AddRowsBody<2, false>(acc, r, n); break;
+        case 5: AddRowsBody<2, true>(acc, r, n); break;
+        case 6: AddRowsBody<3, false>(acc, r, n); break;
+        case 7: AddRowsBody<3, true>(acc, r, n); break;
+        case 8: AddRowsBody<4, false>(acc, r, n); break;
+        default: AddRowsBody<4, true>(acc, r, n); break;
+    }
+}
+
+void AddRows16Plain(std::uint16_t* acc, const BYTE* const* r, int count, bool add, i64 n) {
+    AddRows16Body(acc, r, count, add, n);
+}
+
+#if defined(__x86_64__)
+__attribute__((target("avx2"))) void AddRows16Avx2(std::uint16_t* acc, const BYTE* const* r,
+                                                   int count, bool add, i64 n) {
+    AddRows16Body(acc, r, count, add, n);
+}
+#endif
+
 // One axis of a resampler, planned once per call. Averaging: output k covers
 // source indices a[k] .. b[k] inclusive. Interpolating: index a[k], neighbour
 // b[k], fraction f[k] (10 bits).
@@ -163,6 +213,109 @@ Axis PlanInterpolate(i64 size, i64 newSize) {
     return axis;
 }
 
+#if defined(__x86_64__)
+// The bilinear rule's horizontal sums p(i) x (1024 - fx) + p(i+1) x fx, eight
+// at a time: a byte shuffle sets each sum's two source bytes side by side as
+// 16-bit lanes, and one multiply-add by the pair (1024 - fx, fx) gives the
+// exact 32-bit sum. Each half of an entry makes four consecutive sums (in
+// row order, channels interleaved) from the 16 bytes of the row at `base`.
+struct ShufflePair {
+    std::int32_t base[2];
+    BYTE mask[32];
+    std::int16_t weight[16];
+};
+
+// Entries for the leading sums of a row of newW x C sums whose windows stay
+// inside the row's first rowBytes bytes; the sums after them are left to the
+// scalar loop. The interpolating rule steps at most 2 source pixels per
+// output pixel (the new size is above half), so four sums reach at most 12
+// bytes past their base and only the row's end stops the plan.
+std::vector<ShufflePair> PlanShuffles(const Axis& ax, int channels, i64 rowBytes) {
+    const i64 n = static_cast<i64>(ax.a.size()) * channels;
+    std::vector<ShufflePair> plan;
+    plan.reserve(static_cast<std::size_t>(n / 8));
+    for (i64 j = 0; j + 8 <= n; j += 8) {
+        ShufflePair e{};
+        bool fits = true;
+        for (int half = 0; half < 2 && fits; ++half) {
+            const i64 first = j + 4 * half;
+            const i64 base = i64{ax.a[first / channels]} * channels;
+            fits = base + 16 <= rowBytes;
+            e.base[half] = static_cast<std::int32_t>(base);
+            for (int t = 0; t < 4 && fits; ++t) {
+                const i64 k = first + t, x = k / channels, c = k - x * channels;
+                const i64 oa = i64{ax.a[x]} * channels + c - base;
+                const i64 ob = i64{ax.b[x]} * channels + c - base;
+                fits = oa >= 0 && oa < 16 && ob >= 0 && ob < 16;
+                BYTE* m = e.mask + 16 * half + 4 * t;
+                m[0] = static_cast<BYTE>(oa);
+                m[1] = 0x80;  // zero high byte
+                m[2] = static_cast<BYTE>(ob);
+                m[3] = 0x80;
+                e.weight[8 * half + 2 * t] = static_cast<std::int16_t>(1024 - ax.f[x]);
+                e.weight[8 * half + 2 * t + 1] = static_cast<std::int16_t>(ax.f[x]);
+            }
+        }
+        if (!fits) break;
+        plan.push_back(e);
+    }
+    return plan;
+}
+
+__attribute__((target("avx2"))) void InterpolateShuffled(const BYTE* p, std::int32_t* h,
+                                                         const ShufflePair* plan,
+                                                         std::size_t count) {
+    for (std::size_t j = 0; j < count; ++j) {
+        const ShufflePair& e = plan[j];
+        const __m128i lo = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + e.base[0]));
+        const __m128i hi = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + e.base[1]));
+        const __m256i src = _mm256_inserti128_si256(_mm256_castsi128_si256(lo), hi, 1);
+        const __m256i mask = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(e.mask));
+        const __m256i weight = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(e.weight));
+        const __m256i sums = _mm256_madd_epi16(_mm256_shuffle_epi8(src, mask), weight);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(h + 8 * j), sums);
+    }
+}
+#endif
+
+// The horizontal sums from flat index `from` (pixel x x C + channel) to n.
+template <int C>
+void InterpolateFrom(const BYTE* p, std::int32_t* h, i64 from, i64 n, const Axis& ax) {
+    for (i64 k = from; k < n; ++k) {
+        const i64 x = k / C, c = k - x * C;
+        const int fx = ax.f[x];
+        h[k] = p[i64{ax.a[x]} * C + c] * (1024 - fx) + p[i64{ax.b[x]} * C + c] * fx;
+    }
+}
+
+// The shuffle plan of a call, empty where the processor has no AVX2.
+#if defined(__x86_64__)
+using Shuffles = std::vector<ShufflePair>;
+Shuffles PlanRowShuffles(const Axis& ax, int channels, i64 rowBytes) {
+    return HasAvx2() ? PlanShuffles(ax, channels, rowBytes) : Shuffles{};
+}
+#else
+struct Shuffles {};
+Shuffles PlanRowShuffles(const Axis&, int, i64) { return {}; }
+#endif
+
+// One source row's horizontal sums of the interpolating rule, h[x x C + c] =
+// p(i) x (1024 - f) + p(i + 1) x f: through the shuffle plan as far as it
+// goes, the rest one sum at a time; without a plan, `interpolate` does it.
+template <int C, typename Interpolate>
+void InterpolateRow(const BYTE* p, std::int32_t* h, const Shuffles& shuffles, const Axis& ax,
+                    Interpolate interpolate) {
+#if defined(__x86_64__)
+    if (!shuffles.empty()) {
+        InterpolateShuffled(p, h, shuffles.data(), shuffles.size());
+        InterpolateFrom<C>(p, h, 8 * static_cast<i64>(shuffles.size()),
+                           static_cast<i64>(ax.a.size()) * C, ax);
+        return;
+    }
+#endif
+    interpolate(p, h, static_cast<i64>(ax.a.size()), ax.a.data(), ax.b.data(), ax.f.data());
+}
+
 // Source rows as bytes: 24-bit rows are read in place; 1-bit rows are
 // expanded to 0 / 255 bytes into one of two cached buffers.
 class RowSource {
@@ -174,6 +327,9 @@ class RowSource {
             cache_[1].resize(static_cast<std::size_t>(width));
         }
     }
+    // How many rows fetched one after the other stay readable together:
+    // 24-bit rows are the image's own, expanded 1-bit rows share two buffers.
+    int stable() const { return oneBit_ ? 1 : 4; }
     const BYTE* row(i64 y) {
         const BYTE* s = bits_ + stride_ * y;
         if (!oneBit_) return s;
@@ -196,6 +352,131 @@ class RowSource {
     int next_ = 0;
 };
 
+// One output row of box averages from column sums: output x covers columns
+// a[x] .. b[x] of `acc`, over `rows` rows.
+template <int C, typename Sum>
+void BoxRow(const Sum* acc, const Axis& ax, i64 rows, Reciprocals& divide, BYTE* d) {
+    const i64 newW = static_cast<i64>(ax.a.size());
+    for (i64 x = 0; x < newW; ++x) {
+        const i64 c0 = ax.a[x], c1 = ax.b[x];
+        const Reciprocal& by = divide((c1 - c0 + 1) * rows);
+        const Sum* col = acc + c0 * C;
+        std::uint32_t s[C] = {};
+        for (i64 i = 0; i <= c1 - c0; ++i) {
+            for (int c = 0; c < C; ++c) s[c] += col[i * C + c];
+        }
+        for (int c = 0; c < C; ++c) d[x * C + c] = Divide(s[c], by);
+    }
+}
+
+#if defined(__x86_64__)
+// BoxRow for three channels when every box is at most M columns wide and
+// holds at most 257 pixels: the three sums of a box share one register of
+// 16-bit lanes, and every box adds M columns with those past its own masked
+// off, so no branch depends on the box width. `acc` has M pixels of zeros
+// past the row. `byCount[w - minCount]` divides by w columns of the rows.
+template <int M>
+void BoxRow3Masked(const std::uint16_t* acc, const Axis& ax, const Reciprocal* byCount,
+                   i64 minCount, BYTE* d) {
+    const i64 newW = static_cast<i64>(ax.a.size());
+    for (i64 x = 0; x < newW; ++x) {
+        const i64 c0 = ax.a[x], count = ax.b[x] - c0 + 1;
+        const std::uint16_t* col = acc + c0 * 3;
+        const __m128i n = _mm_set1_epi16(static_cast<short>(count));
+        __m128i s = _mm_setzero_si128();
+        for (int i = 0; i < M; ++i) {
+            const __m128i v = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(col + 3 * i));
+            const __m128i keep = _mm_cmpgt_epi16(n, _mm_set1_epi16(static_cast<short>(i)));
+            s = _mm_add_epi16(s, _mm_and_si128(v, keep));
+        }
+        const Reciprocal& r = byCount[count - minCount];
+        // The sums are below 2^16, so the reciprocal's product cannot overflow.
+        d[3 * x] = static_cast<BYTE>((std::uint64_t(_mm_extract_epi16(s, 0)) * r.m) >> r.k);
+        d[3 * x + 1] = static_cast<BYTE>((std::uint64_t(_mm_extract_epi16(s, 1)) * r.m) >> r.k);
+        d[3 * x + 2] = static_cast<BYTE>((std::uint64_t(_mm_extract_epi16(s, 2)) * r.m) >> r.k);
+    }
+}
+
+using BoxRow3Fn = void (*)(const std::uint16_t*, const Axis&, const Reciprocal*, i64, BYTE*);
+
+BoxRow3Fn BoxRow3For(i64 maxCount) {
+    switch (maxCount) {
+        case 1: return &BoxRow3Masked<1>;
+        case 2: return &BoxRow3Masked<2>;
+        case 3: return &BoxRow3Masked<3>;
+        case 4: return &BoxRow3Masked<4>;
+        case 5: return &BoxRow3Masked<5>;
+        case 6: return &BoxRow3Masked<6>;
+        case 7: return &BoxRow3Masked<7>;
+        case 8: return &BoxRow3Masked<8>;
+        default: return nullptr;
+    }
+}
+#endif
+
+// Both axes averaging. The rows of a box are summed column by column first
+// (in 16 bits while at most 257 rows, four rows per pass), then each output
+// adds its columns. Sums wrap as the 32-bit sums of the rule do: modular
+// addition does not depend on the order.
+template <int C>
+void AverageBoth(RowSource& rows, i64 width, const Axis& ax, const Axis& ay, BYTE* out,
+                 i64 outStride) {
+    const i64 newW = static_cast<i64>(ax.a.size());
+    const i64 newH = static_cast<i64>(ay.a.size());
+    const i64 n = width * C;
+    i64 maxRows = 0, minCount = INT64_MAX, maxCount = 0;
+    for (i64 y = 0; y < newH; ++y) maxRows = std::max<i64>(maxRows, ay.b[y] - ay.a[y] + 1);
+    for (i64 x = 0; x < newW; ++x) {
+        minCount = std::min<i64>(minCount, ax.b[x] - ax.a[x] + 1);
+        maxCount = std::max<i64>(maxCount, ax.b[x] - ax.a[x] + 1);
+    }
+    Reciprocals divide;
+    auto addRows = &AddRows16Plain;
+    auto accumulate = &AccumulatePlain;
+#if defined(__x86_64__)
+    if (HasAvx2()) {
+        addRows = &AddRows16Avx2;
+        accumulate = &AccumulateAvx2;
+    }
+    const BoxRow3Fn masked = C == 3 ? BoxRow3For(maxCount) : nullptr;
+    std::vector<Reciprocal> byCount(static_cast<std::size_t>(maxCount - minCount + 1));
+#endif
+    if (maxRows <= kMax16) {
+        // Zeros past the row for the masked sums (eight pixels and one lane).
+        std::vector<std::uint16_t> acc(static_cast<std::size_t>(n + 8 * C + 1), 0);
+        const int batch = rows.stable();
+        for (i64 y = 0; y < newH; ++y) {
+            const i64 r0 = ay.a[y], r1 = ay.b[y], nRows = r1 - r0 + 1;
+            for (i64 r = r0; r <= r1;) {
+                const BYTE* batchRows[4];
+                const int m = static_cast<int>(std::min<i64>(batch, r1 - r + 1));
+                for (int k = 0; k < m; ++k) batchRows[k] = rows.row(r + k);
+                addRows(acc.data(), batchRows, m, r != r0, n);
+                r += m;
+            }
+            BYTE* d = out + outStride * y;
+#if defined(__x86_64__)
+            if (masked && maxCount * nRows <= kMax16) {
+                for (i64 w = minCount; w <= maxCount; ++w) {
+                    byCount[w - minCount] = divide(w * nRows);
+                }
+                masked(acc.data(), ax, byCount.data(), minCount, d);
+                continue;
+            }
+#endif
+            BoxRow<C>(acc.data(), ax, nRows, divide, d);
+        }
+    } else {
+        std::vector<std::uint32_t> acc(static_cast<std::size_t>(n));
+        for (i64 y = 0; y < newH; ++y) {
+            std::fill(acc.begin(), acc.end(), 0u);
+            const i64 r0 = ay.a[y], r1 = ay.b[y];
+            for (i64 r = r0; r <= r1; ++r) accumulate(acc.data(), rows.row(r), n);
+            BoxRow<C>(acc.data(), ax, r1 - r0 + 1, divide, out + outStride * y);
+        }
+    }
+}
+
 // The four combinations of the axis rules, for C bytes per pixel.
 template <int C>
 void Resample(RowSource& rows, i64 width, const Axis& ax, const Axis& ay, BYTE* out,
@@ -205,44 +486,21 @@ void Resample(RowSource& rows, i64 width, const Axis& ax, const Axis& ay, BYTE* 
     std::vector<std::uint32_t> acc;
     Reciprocals divide;
     if (ay.average && ax.average) {
-        auto* accumulate = &AccumulatePlain;
-#if defined(__x86_64__)
-        if (HasAvx2()) accumulate = &AccumulateAvx2;
-#endif
-        acc.resize(static_cast<std::size_t>(width * C));
-        for (i64 y = 0; y < newH; ++y) {
-            std::fill(acc.begin(), acc.end(), 0u);
-            const i64 r0 = ay.a[y], r1 = ay.b[y];
-            for (i64 r = r0; r <= r1; ++r) accumulate(acc.data(), rows.row(r), width * C);
-            BYTE* d = out + outStride * y;
-            const i64 nRows = r1 - r0 + 1;
-            for (i64 x = 0; x < newW; ++x) {
-                const i64 c0 = ax.a[x], c1 = ax.b[x];
-                const Reciprocal& by = divide((c1 - c0 + 1) * nRows);
-                const std::uint32_t* col = acc.data() + c0 * C;
-                std::uint32_t s[C] = {};
-                for (i64 i = 0; i <= c1 - c0; ++i) {
-                    for (int c = 0; c < C; ++c) s[c] += col[i * C + c];
-                }
-                for (int c = 0; c < C; ++c) d[x * C + c] = Divide(s[c], by);
-            }
-        }
+        AverageBoth<C>(rows, width, ax, ay, out, outStride);
     } else if (ay.average) {
         acc.resize(static_cast<std::size_t>(newW * C));
+        std::vector<std::int32_t> h(static_cast<std::size_t>(newW * C));
+        const Shuffles shuffles = PlanRowShuffles(ax, C, width * C);
+        auto* interpolate = &InterpolatePlain<C>;
+#if defined(__x86_64__)
+        if (HasAvx2()) interpolate = &InterpolateAvx2<C>;
+#endif
         for (i64 y = 0; y < newH; ++y) {
             std::fill(acc.begin(), acc.end(), 0u);
             const i64 r0 = ay.a[y], r1 = ay.b[y];
             for (i64 r = r0; r <= r1; ++r) {
-                const BYTE* p = rows.row(r);
-                for (i64 x = 0; x < newW; ++x) {
-                    const BYTE* pi = p + i64{ax.a[x]} * C;
-                    const BYTE* pj = p + i64{ax.b[x]} * C;
-                    const int f = ax.f[x];
-                    for (int c = 0; c < C; ++c) {
-                        acc[x * C + c] += static_cast<std::uint32_t>(
-                            (pi[c] * (1024 - f) + pj[c] * f) >> 10);
-                    }
-                }
+                InterpolateRow<C>(rows.row(r), h.data(), shuffles, ax, interpolate);
+                for (i64 k = 0; k < newW * C; ++k) acc[k] += static_cast<std::uint32_t>(h[k] >> 10);
             }
             BYTE* d = out + outStride * y;
             const Reciprocal& by = divide(r1 - r0 + 1);
@@ -276,11 +534,9 @@ void Resample(RowSource& rows, i64 width, const Axis& ax, const Axis& ay, BYTE* 
         std::vector<std::int32_t> cache[2] = {std::vector<std::int32_t>(n),
                                               std::vector<std::int32_t>(n)};
         i64 cached[2] = {-1, -1};
-        const std::int32_t* ia = ax.a.data();
-        const std::int32_t* ib = ax.b.data();
-        const std::int32_t* fxs = ax.f.data();
         auto* interpolate = &InterpolatePlain<C>;
         auto* blend = &BlendPlain;
+        const Shuffles shuffles = PlanRowShuffles(ax, C, width * C);
 #if defined(__x86_64__)
         if (HasAvx2()) {
             interpolate = &InterpolateAvx2<C>;
@@ -294,7 +550,7 @@ void Resample(RowSource& rows, i64 width, const Axis& ax, const Axis& ay, BYTE* 
             // Replace the entry that is not the other neighbour of this row.
             const int k = cached[0] == r - 1 || cached[0] == r + 1 ? 1 : 0;
             std::int32_t* h = cache[k].data();
-            interpolate(rows.row(r), h, newW, ia, ib, fxs);
+            InterpolateRow<C>(rows.row(r), h, shuffles, ax, interpolate);
             cached[k] = r;
             return h;
         };
@@ -316,8 +572,14 @@ int Scale24(void*& bits, BITMAPINFO*& info, i64 newWidth, i64 newHeight) {
     const i64 dstStride = (3 * newWidth + 3) & ~i64{3};
     const i64 srcStride = (3 * width + 3) & ~i64{3};
     h.biSizeImage = static_cast<DWORD>(dstStride * newHeight);  // before the allocation
-    BYTE* out = static_cast<BYTE*>(GlobalAllocChecked(GPTR, dstStride * newHeight));
+    // Every byte is written below, row padding included, so the block is not
+    // cleared first.
+    BYTE* out = static_cast<BYTE*>(GlobalAllocChecked(GMEM_FIXED, dstStride * newHeight));
     if (!out) return 0;
+    for (i64 y = 0; y < newHeight; ++y) {
+        std::memset(out + dstStride * y + 3 * newWidth, 0,
+                    static_cast<std::size_t>(dstStride - 3 * newWidth));
+    }
     try {
         const Axis ay = newHeight <= height / 2 ? PlanAverage(height, newHeight)
                                                 : PlanInterpolate(height, newHeight);

@@ -1,10 +1,12 @@
 // Scaling of a DIB pair, in place.
 //
 // Common rules:
-//  - Each operation builds its result in a fresh GPTR block, releases the old
-//    bits with GlobalFree and stores the new block; biWidth, biHeight and
-//    biSizeImage are rewritten (and biBitCount with the table where the depth
-//    changes). Results: 1 success, 0 failure, with no message.
+//  - Each operation builds its result in a fresh block whose every byte is
+//    defined (zero-filled, or written in full with the row padding cleared,
+//    as the 24-bit resampler does), releases the old bits with GlobalFree and
+//    stores the new block; biWidth, biHeight and biSizeImage are rewritten
+//    (and biBitCount with the table where the depth changes). Results: 1
+//    success, 0 failure, with no message.
 //  - Positions carry 10 fraction bits (1.0 = 1024); shifts and divisions
 //    truncate; sums are 32-bit (they wrap as 32-bit integers would).
 //  - A target size equal to the current one returns 1 and changes nothing.

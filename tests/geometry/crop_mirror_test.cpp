@@ -134,3 +134,25 @@ TEST(Mirror, ZeroImagesAndRefusals) {
     void* nobits = nullptr;
     EXPECT_EQ(ThMirror(nobits, p.info, 0), 0);
 }
+
+// The 24-bit row reversal works five pixels at a time between a first pixel
+// and a last run done one by one; every width up to a few blocks, each
+// against the pixel rule, with the row padding still 0.
+TEST(Mirror, LeftRightAtEveryWidth) {
+    Pair p;
+    for (int width = 1; width <= 40; ++width) {
+        Make(p, width, 3, 24);
+        gtest_geo::Fill(p, 300u + static_cast<std::uint32_t>(width));
+        const std::vector<BYTE> before = p.bytes();
+        const auto stride = VellumDibStride(24, width);
+        std::vector<BYTE> expected(before.size(), 0);
+        for (int y = 0; y < 3; ++y) {
+            for (int x = 0; x < width; ++x) {
+                std::memcpy(&expected[stride * y + 3 * x],
+                            &before[stride * y + 3 * (width - 1 - x)], 3);
+            }
+        }
+        ASSERT_EQ(ThMirror(p.bits, p.info, 0), 1);
+        EXPECT_EQ(p.bytes(), expected) << width;
+    }
+}

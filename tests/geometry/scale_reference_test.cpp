@@ -164,6 +164,60 @@ TEST(ScaleReference, TwentyFourBitsAllRuleCombinations) {
     }
 }
 
+// Random sizes wide and tall enough for the vector paths (shuffled rows,
+// four-row column sums, masked boxes) and their ends: odd widths with row
+// padding, targets at exactly half, one more and one less, boxes of 257 and
+// 258 rows (the 16-bit column sums' limit) and of more than eight columns.
+TEST(ScaleReference, TwentyFourBitsRandomSizes) {
+    Pair p, q;
+    gtest_geo::Lcg g{2024};
+    auto below = [&](int n) { return static_cast<int>((g.next() << 8 | g.next()) % n); };
+    // A target for a side of n: around the halving boundary, below it, between
+    // half and the size, or an enlargement.
+    auto target = [&](int n) {
+        switch (below(7)) {
+            case 0: return n / 2;
+            case 1: return n / 2 + 1;
+            case 2: return std::max(n / 2 - 1, 1);
+            case 3: return 1 + below(std::max(n / 2, 1));
+            case 4: return n / 2 + 1 + below(n - n / 2);
+            case 5: return n + 1 + below(2 * n);
+            default: return 2 + below(3);
+        }
+    };
+    struct Case {
+        int w, h, nw, nh;
+    };
+    std::vector<Case> cases = {{5, 514, 3, 2},   {7, 516, 3, 2},    {41, 600, 20, 2},
+                               {12, 86, 2, 2},   {12, 84, 2, 2},    {64, 30, 4, 3},
+                               {200, 40, 150, 7}, {9, 1000, 4, 1}};
+    const std::size_t fixed = cases.size();
+    for (int i = 0; i < 400; ++i) {
+        const int w = 1 + below(i % 4 == 0 ? 300 : 90), h = 1 + below(i % 4 == 1 ? 120 : 40);
+        cases.push_back({w, h, target(w), target(h)});
+    }
+    std::uint32_t seed = 7000;
+    for (std::size_t i = 0; i < cases.size(); ++i) {
+        const auto [w, h, nw, nh] = cases[i];
+        const int ew = std::max(nw, 2), eh = std::max(nh, 2);
+        if ((nw == w && nh == h) || (ew == w && eh == h)) continue;
+        Make(p, w, h, 24);
+        gtest_geo::Fill(p, ++seed);
+        // Bright pictures put the sums at the top of their range.
+        if (i < fixed || i % 3 == 0) {
+            for (int y = 0; y < h; ++y) {
+                for (int k = 0; k < 3 * w; ++k) p.row(y)[k] |= 0xFE;
+            }
+        }
+        Make(q, w, h, 24);
+        std::memcpy(q.bits, p.bits, p.bytes().size());
+        const std::vector<BYTE> expected = Reference24(q, ew, eh);
+        ASSERT_EQ(ThScale(p.bits, p.info, nw, nh, 0), 1) << "case " << i;
+        ASSERT_EQ(p.bytes(), expected)
+            << "case " << i << ": " << w << "x" << h << " -> " << nw << "x" << nh;
+    }
+}
+
 TEST(ScaleReference, OneBitRampAllRules) {
     Pair p, q;
     std::uint32_t seed = 100;
