@@ -9,6 +9,10 @@
 
 #include "effects/effect_frame.h"
 
+#if defined(__x86_64__) && defined(__GNUC__)
+#include <immintrin.h>
+#endif
+
 using vellum::effects::ClampIndex;
 using vellum::effects::CommitBits;
 using vellum::effects::Frame24;
@@ -50,6 +54,139 @@ inline void Sample(const Frame24& f, double sx, double sy, BYTE* out) {
         const int high = c[k] * (1024 - fx) + d[k] * fx;
         out[k] = static_cast<BYTE>((high * fy + low * (1024 - fy)) >> 20);
     }
+}
+
+#if defined(__x86_64__) && defined(__GNUC__)
+#define VELLUM_DISTORT_AVX2 1
+bool HasAvx2() {
+    static const bool has = __builtin_cpu_supports("avx2");
+    return has;
+}
+
+// Positions to pixels and fractions, four at a time; the conversions
+// truncate exactly as the scalar casts do.
+__attribute__((target("avx2"))) void SplitAvx2(const double* s, std::int32_t* whole, std::int32_t* frac,
+                                               std::size_t n) {
+    const __m256d scale = _mm256_set1_pd(1024.0);
+    std::size_t i = 0;
+    for (; i + 4 <= n; i += 4) {
+        const __m256d v = _mm256_loadu_pd(s + i);
+        const __m128i w = _mm256_cvttpd_epi32(v);
+        const __m128i f = _mm256_cvttpd_epi32(_mm256_mul_pd(_mm256_sub_pd(v, _mm256_cvtepi32_pd(w)), scale));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(whole + i), w);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(frac + i), f);
+    }
+    for (; i < n; ++i) {
+        whole[i] = static_cast<std::int32_t>(s[i]);
+        frac[i] = static_cast<std::int32_t>((s[i] - static_cast<double>(whole[i])) * 1024.0);
+    }
+}
+
+// One pixel per step: the two rows' pixel pairs side by side in the two
+// lanes, interleaved into (left, right) word pairs, blended across by one
+// multiply-add with (1024 - fx, fx), weighted by 1024 - fy and fy, and the
+// lanes summed: exactly the integer rule, with room to spare in 32 bits.
+__attribute__((target("avx2"))) void BlendAvx2(const BYTE* bits, std::int64_t stride, const std::int32_t* ix,
+                                               const std::int32_t* iy, const std::int32_t* fx,
+                                               const std::int32_t* fy, std::size_t n, BYTE* dst) {
+    const __m256i order = _mm256_setr_epi8(0, -1, 3, -1, 1, -1, 4, -1, 2, -1, 5, -1, -1, -1, -1, -1,  //
+                                           0, -1, 3, -1, 1, -1, 4, -1, 2, -1, 5, -1, -1, -1, -1, -1);
+    const __m256i rowBase = _mm256_setr_epi32(1024, 1024, 1024, 1024, 0, 0, 0, 0);
+    const __m256i rowSign = _mm256_setr_epi32(-1, -1, -1, -1, 1, 1, 1, 1);
+    for (std::size_t i = 0; i < n; ++i) {
+        const BYTE* a = bits + iy[i] * stride + 3 * std::int64_t{ix[i]};
+        const __m128i top = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(a));
+        const __m128i bottom = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(a + stride));
+        __m256i v = _mm256_inserti128_si256(_mm256_castsi128_si256(top), bottom, 1);
+        v = _mm256_shuffle_epi8(v, order);
+        const __m256i across = _mm256_set1_epi32((fx[i] << 16) | (1024 - fx[i]));
+        const __m256i down = _mm256_add_epi32(rowBase, _mm256_sign_epi32(_mm256_set1_epi32(fy[i]), rowSign));
+        const __m256i h = _mm256_mullo_epi32(_mm256_madd_epi16(v, across), down);
+        __m128i sum = _mm_add_epi32(_mm256_castsi256_si128(h), _mm256_extracti128_si256(h, 1));
+        sum = _mm_srli_epi32(sum, 20);
+        sum = _mm_packus_epi16(_mm_packus_epi32(sum, sum), sum);
+        const std::uint32_t px = static_cast<std::uint32_t>(_mm_cvtsi128_si32(sum));
+        // Four bytes at a time, the fourth overwritten by the next pixel;
+        // the last pixel of the run stores exactly three.
+        if (i + 1 < n) {
+            std::memcpy(dst + 3 * i, &px, 4);
+        } else {
+            std::memcpy(dst + 3 * i, &px, 3);
+        }
+    }
+}
+#endif
+
+// Samples one output row of positions whose four neighbours lie inside the
+// picture (0 <= ix, ix + 1 < width, likewise iy; the callers' clamps on
+// pictures of five pixels or more): the same 10-bit rule as Sample, split
+// into a pass that turns positions into pixels and fractions and a pass that
+// blends.
+class RowSampler {
+  public:
+    explicit RowSampler(std::int64_t n)
+        : ix_(static_cast<std::size_t>(n)), iy_(ix_.size()), fx_(ix_.size()), fy_(ix_.size()) {}
+
+    void run(const Frame24& f, const double* sx, const double* sy, BYTE* dst) {
+        const std::size_t n = ix_.size();
+#ifdef VELLUM_DISTORT_AVX2
+        if (HasAvx2()) {
+            SplitAvx2(sx, ix_.data(), fx_.data(), n);
+            SplitAvx2(sy, iy_.data(), fy_.data(), n);
+            BlendAvx2(f.bits, f.stride, ix_.data(), iy_.data(), fx_.data(), fy_.data(), n, dst);
+            return;
+        }
+#endif
+        for (std::size_t i = 0; i < n; ++i) {
+            const auto ix = static_cast<std::int32_t>(sx[i]);
+            const auto iy = static_cast<std::int32_t>(sy[i]);
+            ix_[i] = ix;
+            iy_[i] = iy;
+            fx_[i] = static_cast<std::int32_t>((sx[i] - static_cast<double>(ix)) * 1024.0);
+            fy_[i] = static_cast<std::int32_t>((sy[i] - static_cast<double>(iy)) * 1024.0);
+        }
+        const std::int64_t stride = f.stride;
+        for (std::size_t i = 0; i < n; ++i) {
+            const BYTE* a = f.bits + iy_[i] * stride + 3 * std::int64_t{ix_[i]};
+            const BYTE* c = a + stride;
+            const int fx = fx_[i], fy = fy_[i];
+            for (int k = 0; k < 3; ++k) {
+                const int low = a[k] * (1024 - fx) + a[k + 3] * fx;
+                const int high = c[k] * (1024 - fx) + c[k + 3] * fx;
+                dst[3 * i + k] = static_cast<BYTE>((high * fy + low * (1024 - fy)) >> 20);
+            }
+        }
+    }
+
+  private:
+    std::vector<std::int32_t> ix_, iy_, fx_, fy_;
+};
+
+// The swirl on pictures below 5 x 5, where the clamps can leave the picture
+// and Sample pulls the neighbours back inside.
+int SpiralSmall(void*& bits, const Frame24& f, double angle, BYTE background) {
+    BYTE* out = NewFilled(f.stride * f.height, background);
+    if (!out) return 0;
+    const double w = static_cast<double>(f.width), hgt = static_cast<double>(f.height);
+    const double perRadius = angle * kRadiansPerDegree / std::sqrt(w * w + hgt * hgt);
+    const std::int64_t cx = f.width >> 1, cy = f.height >> 1;
+    auto clampTo = [](double v, double hi) {
+        if (!(v >= 2.0)) v = 2.0;
+        if (v > hi) v = hi;
+        return v;
+    };
+    for (std::int64_t y = -cy; y < f.height - cy; ++y) {
+        for (std::int64_t x = -cx; x < f.width - cx; ++x) {
+            const double dx = static_cast<double>(x), dy = static_cast<double>(y);
+            const double theta = std::sqrt(dx * dx + dy * dy) * perRadius;
+            const double S = std::sin(theta), C = std::cos(theta);
+            const double sx = clampTo(static_cast<double>(cx) + dx * C - dy * S, w - 3.0);
+            const double sy = clampTo(static_cast<double>(cy) + dx * S + dy * C, hgt - 3.0);
+            Sample(f, sx, sy, out + (y + cy) * f.stride + 3 * (x + cx));
+        }
+    }
+    CommitBits(bits, out);
+    return 1;
 }
 
 }  // namespace
@@ -171,7 +308,8 @@ int ThDrop(void*& bits, BITMAPINFO*& info, double centreX, double centreY, long 
     if (!(centreX >= 0.0 && centreX <= 1.0) || !(centreY >= 0.0 && centreY <= 1.0)) return 0;
     Frame24 f;
     if (!Prepare24(bits, info, f)) return 0;
-    BYTE* out = NewBits(f.stride * f.height);
+    // Every byte is written: the copy first, then the inner pixels.
+    BYTE* out = static_cast<BYTE*>(GlobalAllocChecked(GMEM_FIXED, f.stride * f.height));
     if (!out) return 0;
     std::memcpy(out, f.bits, static_cast<std::size_t>(f.stride * f.height));
 
@@ -182,16 +320,20 @@ int ThDrop(void*& bits, BITMAPINFO*& info, double centreX, double centreY, long 
     const double phi = static_cast<double>(phase) * kDegreeFactor;
     const double w = static_cast<double>(f.width), hgt = static_cast<double>(f.height);
 
-    // m depends on dx^2 + dy^2 only: one sine per (|dx|, |dy|), shared by
-    // the pixels mirrored about the centre's row and column.
     const std::int64_t x0 = 2, x1 = f.width - 3, y0 = 2, y1 = f.height - 3;
     if (y1 < y0 || x1 < x0) {
         CommitBits(bits, out);
         return 1;
     }
+    // m depends on dx^2 + dy^2 only: one sine per (|dx|, |dy|), shared by
+    // the pixels mirrored about the centre's row and column.
+    const std::int64_t n = x1 - x0 + 1;
     const std::int64_t maxAdx = std::max(std::abs(x0 - cx), std::abs(x1 - cx));
     const std::int64_t maxAdy = std::max(std::abs(y0 - cy), std::abs(y1 - cy));
     std::vector<double> ripple(static_cast<std::size_t>(maxAdx + 1));
+    std::vector<double> m(static_cast<std::size_t>(n)), sx(static_cast<std::size_t>(n)),
+        sy(static_cast<std::size_t>(n));
+    RowSampler sampler(n);
     for (std::int64_t ady = 0; ady <= maxAdy; ++ady) {
         const std::int64_t rows[2] = {cy + ady, cy - ady};
         const int count = ady == 0 ? 1 : 2;
@@ -204,28 +346,24 @@ int ThDrop(void*& bits, BITMAPINFO*& info, double centreX, double centreY, long 
             const double d = std::sqrt(fdx * fdx + fdy * fdy);
             ripple[adx] = std::sin(d * k + phi) * a / (d + 50.0);
         }
+        for (std::int64_t x = x0; x <= x1; ++x) m[x - x0] = ripple[x < cx ? cx - x : x - cx];
         for (int i = 0; i < count; ++i) {
             const std::int64_t y = rows[i];
             if (y < y0 || y > y1) continue;
-            BYTE* dst = out + y * f.stride;
-            const double dy = static_cast<double>(y - cy);
-            for (std::int64_t x = x0; x <= x1; ++x) {
-                const double dx = static_cast<double>(x - cx);
-                const double m = ripple[x < cx ? cx - x : x - cx];
-                double sy = static_cast<double>(y) + dy * m;
-                double sx = static_cast<double>(x) + dx * m;
-                if (sy <= 2.0) {
-                    sy = 1.5;
-                } else if (sy >= hgt - 3.0) {
-                    sy = hgt - 2.5;
-                }
-                if (sx <= 2.0) {
-                    sx = 1.5;
-                } else if (sx >= w - 3.0) {
-                    sx = w - 2.5;
-                }
-                Sample(f, sx, sy, dst + 3 * x);
+            const double dy = static_cast<double>(y - cy), fy = static_cast<double>(y);
+            for (std::int64_t j = 0; j < n; ++j) {
+                const double x = static_cast<double>(x0 + j);
+                const double dx = x - static_cast<double>(cx);
+                double u = fy + dy * m[j];
+                double v = x + dx * m[j];
+                u = u <= 2.0 ? 1.5 : (u >= hgt - 3.0 ? hgt - 2.5 : u);
+                v = v <= 2.0 ? 1.5 : (v >= w - 3.0 ? w - 2.5 : v);
+                // Finite arguments keep every position finite; a NaN would
+                // sample at 0 as Sample does.
+                sy[j] = u >= 1.5 ? u : 0.0;
+                sx[j] = v >= 1.5 ? v : 0.0;
             }
+            sampler.run(f, sx.data(), sy.data(), out + y * f.stride + 3 * x0);
         }
     }
     CommitBits(bits, out);
@@ -358,26 +496,30 @@ int ThSpiral(void*& bits, BITMAPINFO*& info, double angle, unsigned char backgro
     if (angle == 0.0) return 1;
     Frame24 f;
     if (!Prepare24(bits, info, f)) return 0;
-    BYTE* out = NewFilled(f.stride * f.height, background);
+    if (f.width < 5 || f.height < 5) return SpiralSmall(bits, f, angle, background);
+    // Every pixel is written; the padding gets the background.
+    BYTE* out = static_cast<BYTE*>(GlobalAllocChecked(GMEM_FIXED, f.stride * f.height));
     if (!out) return 0;
+    for (std::int64_t y = 0; y < f.height; ++y) {
+        std::memset(out + y * f.stride + 3 * f.width, background,
+                    static_cast<std::size_t>(f.stride - 3 * f.width));
+    }
 
     const double w = static_cast<double>(f.width), hgt = static_cast<double>(f.height);
     const double diagonal = std::sqrt(w * w + hgt * hgt);
     const double perRadius = angle * kRadiansPerDegree / diagonal;
     const std::int64_t cx = f.width >> 1, cy = f.height >> 1;
-    const std::int64_t xFirst = -cx, xLast = f.width - cx - 1;
     const std::int64_t yFirst = -cy, yLast = f.height - cy - 1;
+    const double fcx = static_cast<double>(cx), fcy = static_cast<double>(cy);
 
     // r depends on |x| and |y| only: one sine and cosine per distinct pair,
     // shared by the up to four pixels (+-x, +-y).
-    const std::int64_t maxX = std::max(-xFirst, xLast), maxY = std::max(-yFirst, yLast);
-    std::vector<double> sines(static_cast<std::size_t>(maxX + 1));
-    std::vector<double> cosines(static_cast<std::size_t>(maxX + 1));
-    auto clampTo = [](double v, double hi) {
-        if (!(v >= 2.0)) v = 2.0;
-        if (v > hi) v = hi;
-        return v;
-    };
+    const std::int64_t maxX = std::max(cx, f.width - cx - 1), maxY = std::max(-yFirst, yLast);
+    const std::int64_t n = f.width;
+    std::vector<double> sines(static_cast<std::size_t>(maxX + 1)), cosines(sines.size());
+    std::vector<double> sRow(static_cast<std::size_t>(n)), cRow(sRow.size()), sx(sRow.size()),
+        sy(sRow.size());
+    RowSampler sampler(n);
     for (std::int64_t ay = 0; ay <= maxY; ++ay) {
         const double fy = static_cast<double>(ay);
         for (std::int64_t ax = 0; ax <= maxX; ++ax) {
@@ -386,19 +528,26 @@ int ThSpiral(void*& bits, BITMAPINFO*& info, double angle, unsigned char backgro
             sines[ax] = std::sin(theta);
             cosines[ax] = std::cos(theta);
         }
+        for (std::int64_t i = 0; i < n; ++i) {
+            const std::int64_t ax = i < cx ? cx - i : i - cx;
+            sRow[i] = sines[ax];
+            cRow[i] = cosines[ax];
+        }
         for (int side = 0; side < (ay == 0 ? 1 : 2); ++side) {
             const std::int64_t y = side ? -ay : ay;
             if (y < yFirst || y > yLast) continue;
-            BYTE* dst = out + (y + cy) * f.stride;
             const double dy = static_cast<double>(y);
-            for (std::int64_t x = xFirst; x <= xLast; ++x) {
-                const std::int64_t ax = x < 0 ? -x : x;
-                const double S = sines[ax], C = cosines[ax];
-                const double dx = static_cast<double>(x);
-                const double sx = clampTo(static_cast<double>(cx) + dx * C - dy * S, w - 3.0);
-                const double sy = clampTo(static_cast<double>(cy) + dx * S + dy * C, hgt - 3.0);
-                Sample(f, sx, sy, dst + 3 * (x + cx));
+            for (std::int64_t i = 0; i < n; ++i) {
+                const double dx = static_cast<double>(i - cx);
+                double u = fcx + dx * cRow[i] - dy * sRow[i];
+                double v = fcy + dx * sRow[i] + dy * cRow[i];
+                // NaN (from a non-finite angle) becomes 2.0 as well.
+                u = u >= 2.0 ? (u > w - 3.0 ? w - 3.0 : u) : 2.0;
+                v = v >= 2.0 ? (v > hgt - 3.0 ? hgt - 3.0 : v) : 2.0;
+                sx[i] = u;
+                sy[i] = v;
             }
+            sampler.run(f, sx.data(), sy.data(), out + (y + cy) * f.stride);
         }
     }
     CommitBits(bits, out);
