@@ -162,6 +162,123 @@ class RowSampler {
     std::vector<std::int32_t> ix_, iy_, fx_, fy_;
 };
 
+// Ripple positions of one row: column x0 + j moves by m[j] along its offset
+// from the centre. A position at or below 2.0 becomes 1.5, one at or above
+// size - 3 becomes size - 2.5. Finite arguments keep every position finite;
+// a NaN would sample at 0 as Sample does.
+void DropRowPlain(const double* m, std::int64_t n, double x0, double cx, double y, double dy,
+                  double w, double hgt, double* sx, double* sy) {
+    for (std::int64_t j = 0; j < n; ++j) {
+        const double x = x0 + static_cast<double>(j);
+        const double dx = x - cx;
+        double u = y + dy * m[j];
+        double v = x + dx * m[j];
+        u = u <= 2.0 ? 1.5 : (u >= hgt - 3.0 ? hgt - 2.5 : u);
+        v = v <= 2.0 ? 1.5 : (v >= w - 3.0 ? w - 2.5 : v);
+        sy[j] = u >= 1.5 ? u : 0.0;
+        sx[j] = v >= 1.5 ? v : 0.0;
+    }
+}
+
+// Swirl positions of one row at offset dy from the centre, S and C the
+// sine and cosine of each column's turn; clamped to 2.0 .. size - 3, NaN
+// (from a non-finite angle) to 2.0.
+void SwirlRowPlain(const double* sines, const double* cosines, std::int64_t n, double cx, double cy,
+                   double dy, double w, double hgt, double* sx, double* sy) {
+    for (std::int64_t i = 0; i < n; ++i) {
+        const double dx = static_cast<double>(i) - cx;
+        double u = cx + dx * cosines[i] - dy * sines[i];
+        double v = cy + dx * sines[i] + dy * cosines[i];
+        u = u >= 2.0 ? (u > w - 3.0 ? w - 3.0 : u) : 2.0;
+        v = v >= 2.0 ? (v > hgt - 3.0 ? hgt - 3.0 : v) : 2.0;
+        sx[i] = u;
+        sy[i] = v;
+    }
+}
+
+#ifdef VELLUM_DISTORT_AVX2
+// The same expressions four columns at a time: each product and sum is the
+// same IEEE operation on the same operands (no fused multiply-add), and
+// the comparisons are ordered, so a NaN takes the branches it takes above.
+__attribute__((target("avx2"), always_inline)) inline __m256d DropClamp(__m256d v, __m256d two, __m256d oneHalf,
+                                                                       __m256d far, __m256d end) {
+    // The low test wins where both hold (a side of five pixels).
+    __m256d r = _mm256_blendv_pd(v, end, _mm256_cmp_pd(v, far, _CMP_GE_OQ));
+    r = _mm256_blendv_pd(r, oneHalf, _mm256_cmp_pd(v, two, _CMP_LE_OQ));
+    return _mm256_and_pd(r, _mm256_cmp_pd(r, oneHalf, _CMP_GE_OQ));
+}
+
+__attribute__((target("avx2"), always_inline)) inline __m256d SwirlClamp(__m256d v, __m256d two, __m256d far) {
+    const __m256d inside = _mm256_blendv_pd(v, far, _mm256_cmp_pd(v, far, _CMP_GT_OQ));
+    return _mm256_blendv_pd(two, inside, _mm256_cmp_pd(v, two, _CMP_GE_OQ));
+}
+
+__attribute__((target("avx2"))) void DropRowAvx2(const double* m, std::int64_t n, double x0, double cx,
+                                                 double y, double dy, double w, double hgt, double* sx,
+                                                 double* sy) {
+    const __m256d vy = _mm256_set1_pd(y), vdy = _mm256_set1_pd(dy), vcx = _mm256_set1_pd(cx);
+    const __m256d two = _mm256_set1_pd(2.0), oneHalf = _mm256_set1_pd(1.5);
+    const __m256d farY = _mm256_set1_pd(hgt - 3.0), endY = _mm256_set1_pd(hgt - 2.5);
+    const __m256d farX = _mm256_set1_pd(w - 3.0), endX = _mm256_set1_pd(w - 2.5);
+    __m256d x = _mm256_setr_pd(x0, x0 + 1.0, x0 + 2.0, x0 + 3.0);
+    const __m256d step = _mm256_set1_pd(4.0);
+    std::int64_t j = 0;
+    for (; j + 4 <= n; j += 4, x = _mm256_add_pd(x, step)) {
+        const __m256d mj = _mm256_loadu_pd(m + j);
+        const __m256d dx = _mm256_sub_pd(x, vcx);
+        const __m256d u = _mm256_add_pd(vy, _mm256_mul_pd(vdy, mj));
+        const __m256d v = _mm256_add_pd(x, _mm256_mul_pd(dx, mj));
+        _mm256_storeu_pd(sy + j, DropClamp(u, two, oneHalf, farY, endY));
+        _mm256_storeu_pd(sx + j, DropClamp(v, two, oneHalf, farX, endX));
+    }
+    if (j < n) {
+        DropRowPlain(m + j, n - j, x0 + static_cast<double>(j), cx, y, dy, w, hgt, sx + j, sy + j);
+    }
+}
+
+__attribute__((target("avx2"))) void SwirlRowAvx2(const double* sines, const double* cosines, std::int64_t n,
+                                                  double cx, double cy, double dy, double w, double hgt,
+                                                  double* sx, double* sy) {
+    const __m256d vcx = _mm256_set1_pd(cx), vcy = _mm256_set1_pd(cy), vdy = _mm256_set1_pd(dy);
+    const __m256d two = _mm256_set1_pd(2.0);
+    const __m256d farX = _mm256_set1_pd(w - 3.0), farY = _mm256_set1_pd(hgt - 3.0);
+    __m256d i4 = _mm256_setr_pd(0.0, 1.0, 2.0, 3.0);
+    const __m256d step = _mm256_set1_pd(4.0);
+    std::int64_t i = 0;
+    for (; i + 4 <= n; i += 4, i4 = _mm256_add_pd(i4, step)) {
+        const __m256d s = _mm256_loadu_pd(sines + i), c = _mm256_loadu_pd(cosines + i);
+        const __m256d dx = _mm256_sub_pd(i4, vcx);
+        const __m256d u = _mm256_sub_pd(_mm256_add_pd(vcx, _mm256_mul_pd(dx, c)), _mm256_mul_pd(vdy, s));
+        const __m256d v = _mm256_add_pd(_mm256_add_pd(vcy, _mm256_mul_pd(dx, s)), _mm256_mul_pd(vdy, c));
+        _mm256_storeu_pd(sx + i, SwirlClamp(u, two, farX));
+        _mm256_storeu_pd(sy + i, SwirlClamp(v, two, farY));
+    }
+    for (; i < n; ++i) {
+        const double dx = static_cast<double>(i) - cx;
+        double u = cx + dx * cosines[i] - dy * sines[i];
+        double v = cy + dx * sines[i] + dy * cosines[i];
+        sx[i] = u >= 2.0 ? (u > w - 3.0 ? w - 3.0 : u) : 2.0;
+        sy[i] = v >= 2.0 ? (v > hgt - 3.0 ? hgt - 3.0 : v) : 2.0;
+    }
+}
+#endif
+
+void DropRow(const double* m, std::int64_t n, double x0, double cx, double y, double dy, double w,
+             double hgt, double* sx, double* sy) {
+#ifdef VELLUM_DISTORT_AVX2
+    if (HasAvx2()) return DropRowAvx2(m, n, x0, cx, y, dy, w, hgt, sx, sy);
+#endif
+    DropRowPlain(m, n, x0, cx, y, dy, w, hgt, sx, sy);
+}
+
+void SwirlRow(const double* sines, const double* cosines, std::int64_t n, double cx, double cy,
+              double dy, double w, double hgt, double* sx, double* sy) {
+#ifdef VELLUM_DISTORT_AVX2
+    if (HasAvx2()) return SwirlRowAvx2(sines, cosines, n, cx, cy, dy, w, hgt, sx, sy);
+#endif
+    SwirlRowPlain(sines, cosines, n, cx, cy, dy, w, hgt, sx, sy);
+}
+
 // The swirl on pictures below 5 x 5, where the clamps can leave the picture
 // and Sample pulls the neighbours back inside.
 int SpiralSmall(void*& bits, const Frame24& f, double angle, BYTE background) {
@@ -351,18 +468,8 @@ int ThDrop(void*& bits, BITMAPINFO*& info, double centreX, double centreY, long 
             const std::int64_t y = rows[i];
             if (y < y0 || y > y1) continue;
             const double dy = static_cast<double>(y - cy), fy = static_cast<double>(y);
-            for (std::int64_t j = 0; j < n; ++j) {
-                const double x = static_cast<double>(x0 + j);
-                const double dx = x - static_cast<double>(cx);
-                double u = fy + dy * m[j];
-                double v = x + dx * m[j];
-                u = u <= 2.0 ? 1.5 : (u >= hgt - 3.0 ? hgt - 2.5 : u);
-                v = v <= 2.0 ? 1.5 : (v >= w - 3.0 ? w - 2.5 : v);
-                // Finite arguments keep every position finite; a NaN would
-                // sample at 0 as Sample does.
-                sy[j] = u >= 1.5 ? u : 0.0;
-                sx[j] = v >= 1.5 ? v : 0.0;
-            }
+            DropRow(m.data(), n, static_cast<double>(x0), static_cast<double>(cx), fy, dy, w, hgt,
+                    sx.data(), sy.data());
             sampler.run(f, sx.data(), sy.data(), out + y * f.stride + 3 * x0);
         }
     }
@@ -537,16 +644,7 @@ int ThSpiral(void*& bits, BITMAPINFO*& info, double angle, unsigned char backgro
             const std::int64_t y = side ? -ay : ay;
             if (y < yFirst || y > yLast) continue;
             const double dy = static_cast<double>(y);
-            for (std::int64_t i = 0; i < n; ++i) {
-                const double dx = static_cast<double>(i - cx);
-                double u = fcx + dx * cRow[i] - dy * sRow[i];
-                double v = fcy + dx * sRow[i] + dy * cRow[i];
-                // NaN (from a non-finite angle) becomes 2.0 as well.
-                u = u >= 2.0 ? (u > w - 3.0 ? w - 3.0 : u) : 2.0;
-                v = v >= 2.0 ? (v > hgt - 3.0 ? hgt - 3.0 : v) : 2.0;
-                sx[i] = u;
-                sy[i] = v;
-            }
+            SwirlRow(sRow.data(), cRow.data(), n, fcx, fcy, dy, w, hgt, sx.data(), sy.data());
             sampler.run(f, sx.data(), sy.data(), out + (y + cy) * f.stride);
         }
     }
