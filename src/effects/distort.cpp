@@ -93,7 +93,15 @@ __attribute__((target("avx2"))) void BlendAvx2(const BYTE* bits, std::int64_t st
                                            0, -1, 3, -1, 1, -1, 4, -1, 2, -1, 5, -1, -1, -1, -1, -1);
     const __m256i rowBase = _mm256_setr_epi32(1024, 1024, 1024, 1024, 0, 0, 0, 0);
     const __m256i rowSign = _mm256_setr_epi32(-1, -1, -1, -1, 1, 1, 1, 1);
+    // The source pixels of a warped row do not follow one another, so they
+    // are fetched a few pixels ahead.
+    constexpr std::size_t kAhead = 16;
     for (std::size_t i = 0; i < n; ++i) {
+        if (i + kAhead < n) {
+            const BYTE* ahead = bits + iy[i + kAhead] * stride + 3 * std::int64_t{ix[i + kAhead]};
+            _mm_prefetch(reinterpret_cast<const char*>(ahead), _MM_HINT_T0);
+            _mm_prefetch(reinterpret_cast<const char*>(ahead + stride), _MM_HINT_T0);
+        }
         const BYTE* a = bits + iy[i] * stride + 3 * std::int64_t{ix[i]};
         const __m128i top = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(a));
         const __m128i bottom = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(a + stride));
@@ -127,8 +135,8 @@ class RowSampler {
     explicit RowSampler(std::int64_t n)
         : ix_(static_cast<std::size_t>(n)), iy_(ix_.size()), fx_(ix_.size()), fy_(ix_.size()) {}
 
-    void run(const Frame24& f, const double* sx, const double* sy, BYTE* dst) {
-        const std::size_t n = ix_.size();
+    // n at most the count given at construction.
+    void run(const Frame24& f, const double* sx, const double* sy, std::size_t n, BYTE* dst) {
 #ifdef VELLUM_DISTORT_AVX2
         if (HasAvx2()) {
             SplitAvx2(sx, ix_.data(), fx_.data(), n);
@@ -183,10 +191,10 @@ void DropRowPlain(const double* m, std::int64_t n, double x0, double cx, double 
 // Swirl positions of one row at offset dy from the centre, S and C the
 // sine and cosine of each column's turn; clamped to 2.0 .. size - 3, NaN
 // (from a non-finite angle) to 2.0.
-void SwirlRowPlain(const double* sines, const double* cosines, std::int64_t n, double cx, double cy,
-                   double dy, double w, double hgt, double* sx, double* sy) {
+void SwirlRowPlain(const double* sines, const double* cosines, std::int64_t n, double x0, double cx,
+                   double cy, double dy, double w, double hgt, double* sx, double* sy) {
     for (std::int64_t i = 0; i < n; ++i) {
-        const double dx = static_cast<double>(i) - cx;
+        const double dx = (x0 + static_cast<double>(i)) - cx;
         double u = cx + dx * cosines[i] - dy * sines[i];
         double v = cy + dx * sines[i] + dy * cosines[i];
         u = u >= 2.0 ? (u > w - 3.0 ? w - 3.0 : u) : 2.0;
@@ -237,12 +245,12 @@ __attribute__((target("avx2"))) void DropRowAvx2(const double* m, std::int64_t n
 }
 
 __attribute__((target("avx2"))) void SwirlRowAvx2(const double* sines, const double* cosines, std::int64_t n,
-                                                  double cx, double cy, double dy, double w, double hgt,
-                                                  double* sx, double* sy) {
+                                                  double x0, double cx, double cy, double dy, double w,
+                                                  double hgt, double* sx, double* sy) {
     const __m256d vcx = _mm256_set1_pd(cx), vcy = _mm256_set1_pd(cy), vdy = _mm256_set1_pd(dy);
     const __m256d two = _mm256_set1_pd(2.0);
     const __m256d farX = _mm256_set1_pd(w - 3.0), farY = _mm256_set1_pd(hgt - 3.0);
-    __m256d i4 = _mm256_setr_pd(0.0, 1.0, 2.0, 3.0);
+    __m256d i4 = _mm256_setr_pd(x0, x0 + 1.0, x0 + 2.0, x0 + 3.0);
     const __m256d step = _mm256_set1_pd(4.0);
     std::int64_t i = 0;
     for (; i + 4 <= n; i += 4, i4 = _mm256_add_pd(i4, step)) {
@@ -253,12 +261,9 @@ __attribute__((target("avx2"))) void SwirlRowAvx2(const double* sines, const dou
         _mm256_storeu_pd(sx + i, SwirlClamp(u, two, farX));
         _mm256_storeu_pd(sy + i, SwirlClamp(v, two, farY));
     }
-    for (; i < n; ++i) {
-        const double dx = static_cast<double>(i) - cx;
-        double u = cx + dx * cosines[i] - dy * sines[i];
-        double v = cy + dx * sines[i] + dy * cosines[i];
-        sx[i] = u >= 2.0 ? (u > w - 3.0 ? w - 3.0 : u) : 2.0;
-        sy[i] = v >= 2.0 ? (v > hgt - 3.0 ? hgt - 3.0 : v) : 2.0;
+    if (i < n) {
+        SwirlRowPlain(sines + i, cosines + i, n - i, x0 + static_cast<double>(i), cx, cy, dy, w, hgt, sx + i,
+                      sy + i);
     }
 }
 #endif
@@ -271,12 +276,48 @@ void DropRow(const double* m, std::int64_t n, double x0, double cx, double y, do
     DropRowPlain(m, n, x0, cx, y, dy, w, hgt, sx, sy);
 }
 
-void SwirlRow(const double* sines, const double* cosines, std::int64_t n, double cx, double cy,
+void SwirlRow(const double* sines, const double* cosines, std::int64_t n, double x0, double cx, double cy,
               double dy, double w, double hgt, double* sx, double* sy) {
 #ifdef VELLUM_DISTORT_AVX2
-    if (HasAvx2()) return SwirlRowAvx2(sines, cosines, n, cx, cy, dy, w, hgt, sx, sy);
+    if (HasAvx2()) return SwirlRowAvx2(sines, cosines, n, x0, cx, cy, dy, w, hgt, sx, sy);
 #endif
-    SwirlRowPlain(sines, cosines, n, cx, cy, dy, w, hgt, sx, sy);
+    SwirlRowPlain(sines, cosines, n, x0, cx, cy, dy, w, hgt, sx, sy);
+}
+
+// Columns x0..x1 and rows y0..y1 around the centre (cx, cy), walked in
+// strips of |x - cx| and, within a strip, by |y - cy|: shared(ax0, ax1, ay)
+// works out what the up to four pixels (+-ax, +-ay) share for ax in
+// [ax0, ax1), then segment(y, xa, xb, ax0) handles row y's columns xa..xb,
+// whose |x - cx| all lie in [ax0, ax1). Strips bound the working rows;
+// they are wide because narrow ones measured no faster.
+constexpr std::int64_t kStrip = 4096;
+
+template <typename Shared, typename Segment>
+void ForMirroredStrips(std::int64_t x0, std::int64_t x1, std::int64_t y0, std::int64_t y1, std::int64_t cx,
+                       std::int64_t cy, Shared shared, Segment segment) {
+    const std::int64_t maxAx = std::max(std::abs(x0 - cx), std::abs(x1 - cx));
+    const std::int64_t maxAy = std::max(std::abs(y0 - cy), std::abs(y1 - cy));
+    for (std::int64_t s = 0; s <= maxAx; s += kStrip) {
+        const std::int64_t e = std::min(s + kStrip, maxAx + 1);
+        // Right of the centre cx + [s, e), left cx - [max(s, 1), e).
+        const std::int64_t from[2] = {std::max(cx + s, x0), std::max(cx - e + 1, x0)};
+        const std::int64_t to[2] = {std::min(cx + e - 1, x1), std::min(cx - std::max<std::int64_t>(s, 1), x1)};
+        if (from[0] > to[0] && from[1] > to[1]) continue;
+        for (std::int64_t ay = 0; ay <= maxAy; ++ay) {
+            const std::int64_t rows[2] = {cy + ay, cy - ay};
+            const int count = ay == 0 ? 1 : 2;
+            bool any = false;
+            for (int i = 0; i < count; ++i) any |= rows[i] >= y0 && rows[i] <= y1;
+            if (!any) continue;
+            shared(s, e, ay);
+            for (int i = 0; i < count; ++i) {
+                if (rows[i] < y0 || rows[i] > y1) continue;
+                for (int side = 0; side < 2; ++side) {
+                    if (from[side] <= to[side]) segment(rows[i], from[side], to[side], s);
+                }
+            }
+        }
+    }
 }
 
 // The swirl on pictures below 5 x 5, where the clamps can leave the picture
@@ -444,35 +485,24 @@ int ThDrop(void*& bits, BITMAPINFO*& info, double centreX, double centreY, long 
     }
     // m depends on dx^2 + dy^2 only: one sine per (|dx|, |dy|), shared by
     // the pixels mirrored about the centre's row and column.
-    const std::int64_t n = x1 - x0 + 1;
-    const std::int64_t maxAdx = std::max(std::abs(x0 - cx), std::abs(x1 - cx));
-    const std::int64_t maxAdy = std::max(std::abs(y0 - cy), std::abs(y1 - cy));
-    std::vector<double> ripple(static_cast<std::size_t>(maxAdx + 1));
-    std::vector<double> m(static_cast<std::size_t>(n)), sx(static_cast<std::size_t>(n)),
-        sy(static_cast<std::size_t>(n));
-    RowSampler sampler(n);
-    for (std::int64_t ady = 0; ady <= maxAdy; ++ady) {
-        const std::int64_t rows[2] = {cy + ady, cy - ady};
-        const int count = ady == 0 ? 1 : 2;
-        bool any = false;
-        for (int i = 0; i < count; ++i) any |= rows[i] >= y0 && rows[i] <= y1;
-        if (!any) continue;
+    std::vector<double> ripple(kStrip), m(kStrip), sx(kStrip), sy(kStrip);
+    RowSampler sampler(kStrip);
+    auto shared = [&](std::int64_t ax0, std::int64_t ax1, std::int64_t ady) {
         const double fdy = static_cast<double>(ady);
-        for (std::int64_t adx = 0; adx <= maxAdx; ++adx) {
+        for (std::int64_t adx = ax0; adx < ax1; ++adx) {
             const double fdx = static_cast<double>(adx);
             const double d = std::sqrt(fdx * fdx + fdy * fdy);
-            ripple[adx] = std::sin(d * k + phi) * a / (d + 50.0);
+            ripple[adx - ax0] = std::sin(d * k + phi) * a / (d + 50.0);
         }
-        for (std::int64_t x = x0; x <= x1; ++x) m[x - x0] = ripple[x < cx ? cx - x : x - cx];
-        for (int i = 0; i < count; ++i) {
-            const std::int64_t y = rows[i];
-            if (y < y0 || y > y1) continue;
-            const double dy = static_cast<double>(y - cy), fy = static_cast<double>(y);
-            DropRow(m.data(), n, static_cast<double>(x0), static_cast<double>(cx), fy, dy, w, hgt,
-                    sx.data(), sy.data());
-            sampler.run(f, sx.data(), sy.data(), out + y * f.stride + 3 * x0);
-        }
-    }
+    };
+    auto segment = [&](std::int64_t y, std::int64_t xa, std::int64_t xb, std::int64_t ax0) {
+        const std::int64_t n = xb - xa + 1;
+        for (std::int64_t x = xa; x <= xb; ++x) m[x - xa] = ripple[(x < cx ? cx - x : x - cx) - ax0];
+        DropRow(m.data(), n, static_cast<double>(xa), static_cast<double>(cx), static_cast<double>(y),
+                static_cast<double>(y - cy), w, hgt, sx.data(), sy.data());
+        sampler.run(f, sx.data(), sy.data(), static_cast<std::size_t>(n), out + y * f.stride + 3 * xa);
+    };
+    ForMirroredStrips(x0, x1, y0, y1, cx, cy, shared, segment);
     CommitBits(bits, out);
     return 1;
 }
@@ -616,38 +646,33 @@ int ThSpiral(void*& bits, BITMAPINFO*& info, double angle, unsigned char backgro
     const double diagonal = std::sqrt(w * w + hgt * hgt);
     const double perRadius = angle * kRadiansPerDegree / diagonal;
     const std::int64_t cx = f.width >> 1, cy = f.height >> 1;
-    const std::int64_t yFirst = -cy, yLast = f.height - cy - 1;
     const double fcx = static_cast<double>(cx), fcy = static_cast<double>(cy);
 
     // r depends on |x| and |y| only: one sine and cosine per distinct pair,
     // shared by the up to four pixels (+-x, +-y).
-    const std::int64_t maxX = std::max(cx, f.width - cx - 1), maxY = std::max(-yFirst, yLast);
-    const std::int64_t n = f.width;
-    std::vector<double> sines(static_cast<std::size_t>(maxX + 1)), cosines(sines.size());
-    std::vector<double> sRow(static_cast<std::size_t>(n)), cRow(sRow.size()), sx(sRow.size()),
-        sy(sRow.size());
-    RowSampler sampler(n);
-    for (std::int64_t ay = 0; ay <= maxY; ++ay) {
+    std::vector<double> sines(kStrip), cosines(kStrip), sRow(kStrip), cRow(kStrip), sx(kStrip), sy(kStrip);
+    RowSampler sampler(kStrip);
+    auto shared = [&](std::int64_t ax0, std::int64_t ax1, std::int64_t ay) {
         const double fy = static_cast<double>(ay);
-        for (std::int64_t ax = 0; ax <= maxX; ++ax) {
+        for (std::int64_t ax = ax0; ax < ax1; ++ax) {
             const double fx = static_cast<double>(ax);
             const double theta = std::sqrt(fx * fx + fy * fy) * perRadius;
-            sines[ax] = std::sin(theta);
-            cosines[ax] = std::cos(theta);
+            sines[ax - ax0] = std::sin(theta);
+            cosines[ax - ax0] = std::cos(theta);
         }
-        for (std::int64_t i = 0; i < n; ++i) {
-            const std::int64_t ax = i < cx ? cx - i : i - cx;
-            sRow[i] = sines[ax];
-            cRow[i] = cosines[ax];
+    };
+    auto segment = [&](std::int64_t y, std::int64_t xa, std::int64_t xb, std::int64_t ax0) {
+        const std::int64_t n = xb - xa + 1;
+        for (std::int64_t x = xa; x <= xb; ++x) {
+            const std::int64_t t = (x < cx ? cx - x : x - cx) - ax0;
+            sRow[x - xa] = sines[t];
+            cRow[x - xa] = cosines[t];
         }
-        for (int side = 0; side < (ay == 0 ? 1 : 2); ++side) {
-            const std::int64_t y = side ? -ay : ay;
-            if (y < yFirst || y > yLast) continue;
-            const double dy = static_cast<double>(y);
-            SwirlRow(sRow.data(), cRow.data(), n, fcx, fcy, dy, w, hgt, sx.data(), sy.data());
-            sampler.run(f, sx.data(), sy.data(), out + (y + cy) * f.stride);
-        }
-    }
+        SwirlRow(sRow.data(), cRow.data(), n, static_cast<double>(xa), fcx, fcy, static_cast<double>(y - cy),
+                 w, hgt, sx.data(), sy.data());
+        sampler.run(f, sx.data(), sy.data(), static_cast<std::size_t>(n), out + y * f.stride + 3 * xa);
+    };
+    ForMirroredStrips(0, f.width - 1, 0, f.height - 1, cx, cy, shared, segment);
     CommitBits(bits, out);
     return 1;
 }
