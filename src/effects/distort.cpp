@@ -63,22 +63,33 @@ bool HasAvx2() {
     return has;
 }
 
-// Positions to pixels and fractions, four at a time; the conversions
-// truncate exactly as the scalar casts do.
-__attribute__((target("avx2"))) void SplitAvx2(const double* s, std::int32_t* whole, std::int32_t* frac,
-                                               std::size_t n) {
+// Positions to taps, four at a time: the byte offset of the upper left
+// neighbour (inside a block of at most 2^31 - 1 bytes, so 32 bits hold it),
+// the across weights as the word pair (1024 - fx, fx) and fy. The
+// conversions truncate exactly as the scalar casts do.
+__attribute__((target("avx2"))) void TapsAvx2(const double* sx, const double* sy, std::size_t n,
+                                              std::int64_t stride, std::int32_t* off, std::int32_t* wx,
+                                              std::int32_t* fy) {
     const __m256d scale = _mm256_set1_pd(1024.0);
+    const __m128i vstride = _mm_set1_epi32(static_cast<int>(stride));
+    const __m128i full = _mm_set1_epi32(1024);
     std::size_t i = 0;
     for (; i + 4 <= n; i += 4) {
-        const __m256d v = _mm256_loadu_pd(s + i);
-        const __m128i w = _mm256_cvttpd_epi32(v);
-        const __m128i f = _mm256_cvttpd_epi32(_mm256_mul_pd(_mm256_sub_pd(v, _mm256_cvtepi32_pd(w)), scale));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(whole + i), w);
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(frac + i), f);
+        const __m256d u = _mm256_loadu_pd(sx + i), v = _mm256_loadu_pd(sy + i);
+        const __m128i ix = _mm256_cvttpd_epi32(u), iy = _mm256_cvttpd_epi32(v);
+        const __m128i fx = _mm256_cvttpd_epi32(_mm256_mul_pd(_mm256_sub_pd(u, _mm256_cvtepi32_pd(ix)), scale));
+        const __m128i fv = _mm256_cvttpd_epi32(_mm256_mul_pd(_mm256_sub_pd(v, _mm256_cvtepi32_pd(iy)), scale));
+        const __m128i o = _mm_add_epi32(_mm_mullo_epi32(iy, vstride), _mm_add_epi32(ix, _mm_add_epi32(ix, ix)));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(off + i), o);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(wx + i), _mm_or_si128(_mm_sub_epi32(full, fx), _mm_slli_epi32(fx, 16)));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(fy + i), fv);
     }
     for (; i < n; ++i) {
-        whole[i] = static_cast<std::int32_t>(s[i]);
-        frac[i] = static_cast<std::int32_t>((s[i] - static_cast<double>(whole[i])) * 1024.0);
+        const auto ix = static_cast<std::int32_t>(sx[i]), iy = static_cast<std::int32_t>(sy[i]);
+        const auto fx = static_cast<std::int32_t>((sx[i] - static_cast<double>(ix)) * 1024.0);
+        off[i] = static_cast<std::int32_t>(iy * stride + 3 * ix);
+        wx[i] = (fx << 16) | (1024 - fx);
+        fy[i] = static_cast<std::int32_t>((sy[i] - static_cast<double>(iy)) * 1024.0);
     }
 }
 
@@ -86,9 +97,9 @@ __attribute__((target("avx2"))) void SplitAvx2(const double* s, std::int32_t* wh
 // lanes, interleaved into (left, right) word pairs, blended across by one
 // multiply-add with (1024 - fx, fx), weighted by 1024 - fy and fy, and the
 // lanes summed: exactly the integer rule, with room to spare in 32 bits.
-__attribute__((target("avx2"))) void BlendAvx2(const BYTE* bits, std::int64_t stride, const std::int32_t* ix,
-                                               const std::int32_t* iy, const std::int32_t* fx,
-                                               const std::int32_t* fy, std::size_t n, BYTE* dst) {
+__attribute__((target("avx2"))) void BlendAvx2(const BYTE* bits, std::int64_t stride, const std::int32_t* off,
+                                               const std::int32_t* wx, const std::int32_t* fy, std::size_t n,
+                                               BYTE* dst) {
     const __m256i order = _mm256_setr_epi8(0, -1, 3, -1, 1, -1, 4, -1, 2, -1, 5, -1, -1, -1, -1, -1,  //
                                            0, -1, 3, -1, 1, -1, 4, -1, 2, -1, 5, -1, -1, -1, -1, -1);
     const __m256i rowBase = _mm256_setr_epi32(1024, 1024, 1024, 1024, 0, 0, 0, 0);
@@ -98,16 +109,16 @@ __attribute__((target("avx2"))) void BlendAvx2(const BYTE* bits, std::int64_t st
     constexpr std::size_t kAhead = 16;
     for (std::size_t i = 0; i < n; ++i) {
         if (i + kAhead < n) {
-            const BYTE* ahead = bits + iy[i + kAhead] * stride + 3 * std::int64_t{ix[i + kAhead]};
+            const BYTE* ahead = bits + off[i + kAhead];
             _mm_prefetch(reinterpret_cast<const char*>(ahead), _MM_HINT_T0);
             _mm_prefetch(reinterpret_cast<const char*>(ahead + stride), _MM_HINT_T0);
         }
-        const BYTE* a = bits + iy[i] * stride + 3 * std::int64_t{ix[i]};
+        const BYTE* a = bits + off[i];
         const __m128i top = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(a));
         const __m128i bottom = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(a + stride));
         __m256i v = _mm256_inserti128_si256(_mm256_castsi128_si256(top), bottom, 1);
         v = _mm256_shuffle_epi8(v, order);
-        const __m256i across = _mm256_set1_epi32((fx[i] << 16) | (1024 - fx[i]));
+        const __m256i across = _mm256_set1_epi32(wx[i]);
         const __m256i down = _mm256_add_epi32(rowBase, _mm256_sign_epi32(_mm256_set1_epi32(fy[i]), rowSign));
         const __m256i h = _mm256_mullo_epi32(_mm256_madd_epi16(v, across), down);
         __m128i sum = _mm_add_epi32(_mm256_castsi256_si128(h), _mm256_extracti128_si256(h, 1));
@@ -125,39 +136,33 @@ __attribute__((target("avx2"))) void BlendAvx2(const BYTE* bits, std::int64_t st
 }
 #endif
 
-// Samples one output row of positions whose four neighbours lie inside the
-// picture (0 <= ix, ix + 1 < width, likewise iy; the callers' clamps on
-// pictures of five pixels or more): the same 10-bit rule as Sample, split
-// into a pass that turns positions into pixels and fractions and a pass that
-// blends.
+// Samples one output row of positions whose neighbours lie inside the
+// picture (0 <= ix <= width - 3 and 0 <= iy <= height - 2, which the callers'
+// clamps give on pictures of five pixels or more, so that eight bytes read
+// from a neighbour's row stay inside it): the same 10-bit rule as Sample,
+// in a pass that turns positions into taps and a pass that blends.
 class RowSampler {
   public:
     explicit RowSampler(std::int64_t n)
-        : ix_(static_cast<std::size_t>(n)), iy_(ix_.size()), fx_(ix_.size()), fy_(ix_.size()) {}
+        : off_(static_cast<std::size_t>(n)), wx_(off_.size()), fy_(off_.size()) {}
 
     // n at most the count given at construction.
     void run(const Frame24& f, const double* sx, const double* sy, std::size_t n, BYTE* dst) {
 #ifdef VELLUM_DISTORT_AVX2
         if (HasAvx2()) {
-            SplitAvx2(sx, ix_.data(), fx_.data(), n);
-            SplitAvx2(sy, iy_.data(), fy_.data(), n);
-            BlendAvx2(f.bits, f.stride, ix_.data(), iy_.data(), fx_.data(), fy_.data(), n, dst);
+            TapsAvx2(sx, sy, n, f.stride, off_.data(), wx_.data(), fy_.data());
+            BlendAvx2(f.bits, f.stride, off_.data(), wx_.data(), fy_.data(), n, dst);
             return;
         }
 #endif
+        const std::int64_t stride = f.stride;
         for (std::size_t i = 0; i < n; ++i) {
             const auto ix = static_cast<std::int32_t>(sx[i]);
             const auto iy = static_cast<std::int32_t>(sy[i]);
-            ix_[i] = ix;
-            iy_[i] = iy;
-            fx_[i] = static_cast<std::int32_t>((sx[i] - static_cast<double>(ix)) * 1024.0);
-            fy_[i] = static_cast<std::int32_t>((sy[i] - static_cast<double>(iy)) * 1024.0);
-        }
-        const std::int64_t stride = f.stride;
-        for (std::size_t i = 0; i < n; ++i) {
-            const BYTE* a = f.bits + iy_[i] * stride + 3 * std::int64_t{ix_[i]};
+            const auto fx = static_cast<std::int32_t>((sx[i] - static_cast<double>(ix)) * 1024.0);
+            const auto fy = static_cast<std::int32_t>((sy[i] - static_cast<double>(iy)) * 1024.0);
+            const BYTE* a = f.bits + iy * stride + 3 * std::int64_t{ix};
             const BYTE* c = a + stride;
-            const int fx = fx_[i], fy = fy_[i];
             for (int k = 0; k < 3; ++k) {
                 const int low = a[k] * (1024 - fx) + a[k + 3] * fx;
                 const int high = c[k] * (1024 - fx) + c[k + 3] * fx;
@@ -167,20 +172,21 @@ class RowSampler {
     }
 
   private:
-    std::vector<std::int32_t> ix_, iy_, fx_, fy_;
+    std::vector<std::int32_t> off_, wx_, fy_;
 };
 
-// Ripple positions of one row: column x0 + j moves by m[j] along its offset
-// from the centre. A position at or below 2.0 becomes 1.5, one at or above
+// Ripple positions of one row: column x0 + j moves by m[step x j] (step 1
+// right of the centre, -1 left of it, reading the shared table outwards)
+// along its offset from the centre. A position at or below 2.0 becomes 1.5, one at or above
 // size - 3 becomes size - 2.5. Finite arguments keep every position finite;
 // a NaN would sample at 0 as Sample does.
-void DropRowPlain(const double* m, std::int64_t n, double x0, double cx, double y, double dy,
-                  double w, double hgt, double* sx, double* sy) {
+void DropRowPlain(const double* m, std::int64_t step, std::int64_t n, double x0, double cx, double y,
+                  double dy, double w, double hgt, double* sx, double* sy) {
     for (std::int64_t j = 0; j < n; ++j) {
         const double x = x0 + static_cast<double>(j);
         const double dx = x - cx;
-        double u = y + dy * m[j];
-        double v = x + dx * m[j];
+        double u = y + dy * m[step * j];
+        double v = x + dx * m[step * j];
         u = u <= 2.0 ? 1.5 : (u >= hgt - 3.0 ? hgt - 2.5 : u);
         v = v <= 2.0 ? 1.5 : (v >= w - 3.0 ? w - 2.5 : v);
         sy[j] = u >= 1.5 ? u : 0.0;
@@ -189,14 +195,15 @@ void DropRowPlain(const double* m, std::int64_t n, double x0, double cx, double 
 }
 
 // Swirl positions of one row at offset dy from the centre, S and C the
-// sine and cosine of each column's turn; clamped to 2.0 .. size - 3, NaN
+// sine and cosine of each column's turn (read as for the ripple); clamped to 2.0 .. size - 3, NaN
 // (from a non-finite angle) to 2.0.
-void SwirlRowPlain(const double* sines, const double* cosines, std::int64_t n, double x0, double cx,
-                   double cy, double dy, double w, double hgt, double* sx, double* sy) {
+void SwirlRowPlain(const double* sines, const double* cosines, std::int64_t step, std::int64_t n, double x0,
+                   double cx, double cy, double dy, double w, double hgt, double* sx, double* sy) {
     for (std::int64_t i = 0; i < n; ++i) {
         const double dx = (x0 + static_cast<double>(i)) - cx;
-        double u = cx + dx * cosines[i] - dy * sines[i];
-        double v = cy + dx * sines[i] + dy * cosines[i];
+        const double S = sines[step * i], C = cosines[step * i];
+        double u = cx + dx * C - dy * S;
+        double v = cy + dx * S + dy * C;
         u = u >= 2.0 ? (u > w - 3.0 ? w - 3.0 : u) : 2.0;
         v = v >= 2.0 ? (v > hgt - 3.0 ? hgt - 3.0 : v) : 2.0;
         sx[i] = u;
@@ -221,18 +228,25 @@ __attribute__((target("avx2"), always_inline)) inline __m256d SwirlClamp(__m256d
     return _mm256_blendv_pd(two, inside, _mm256_cmp_pd(v, two, _CMP_GE_OQ));
 }
 
-__attribute__((target("avx2"))) void DropRowAvx2(const double* m, std::int64_t n, double x0, double cx,
-                                                 double y, double dy, double w, double hgt, double* sx,
-                                                 double* sy) {
+// Four table entries for columns j .. j + 3, read outwards from the centre.
+__attribute__((target("avx2"), always_inline)) inline __m256d TableAt(const double* t, std::int64_t step,
+                                                                     std::int64_t j) {
+    if (step > 0) return _mm256_loadu_pd(t + j);
+    return _mm256_permute4x64_pd(_mm256_loadu_pd(t - j - 3), 0x1B);
+}
+
+__attribute__((target("avx2"))) void DropRowAvx2(const double* m, std::int64_t step, std::int64_t n, double x0,
+                                                 double cx, double y, double dy, double w, double hgt,
+                                                 double* sx, double* sy) {
     const __m256d vy = _mm256_set1_pd(y), vdy = _mm256_set1_pd(dy), vcx = _mm256_set1_pd(cx);
     const __m256d two = _mm256_set1_pd(2.0), oneHalf = _mm256_set1_pd(1.5);
     const __m256d farY = _mm256_set1_pd(hgt - 3.0), endY = _mm256_set1_pd(hgt - 2.5);
     const __m256d farX = _mm256_set1_pd(w - 3.0), endX = _mm256_set1_pd(w - 2.5);
     __m256d x = _mm256_setr_pd(x0, x0 + 1.0, x0 + 2.0, x0 + 3.0);
-    const __m256d step = _mm256_set1_pd(4.0);
+    const __m256d four = _mm256_set1_pd(4.0);
     std::int64_t j = 0;
-    for (; j + 4 <= n; j += 4, x = _mm256_add_pd(x, step)) {
-        const __m256d mj = _mm256_loadu_pd(m + j);
+    for (; j + 4 <= n; j += 4, x = _mm256_add_pd(x, four)) {
+        const __m256d mj = TableAt(m, step, j);
         const __m256d dx = _mm256_sub_pd(x, vcx);
         const __m256d u = _mm256_add_pd(vy, _mm256_mul_pd(vdy, mj));
         const __m256d v = _mm256_add_pd(x, _mm256_mul_pd(dx, mj));
@@ -240,21 +254,21 @@ __attribute__((target("avx2"))) void DropRowAvx2(const double* m, std::int64_t n
         _mm256_storeu_pd(sx + j, DropClamp(v, two, oneHalf, farX, endX));
     }
     if (j < n) {
-        DropRowPlain(m + j, n - j, x0 + static_cast<double>(j), cx, y, dy, w, hgt, sx + j, sy + j);
+        DropRowPlain(m + step * j, step, n - j, x0 + static_cast<double>(j), cx, y, dy, w, hgt, sx + j, sy + j);
     }
 }
 
-__attribute__((target("avx2"))) void SwirlRowAvx2(const double* sines, const double* cosines, std::int64_t n,
-                                                  double x0, double cx, double cy, double dy, double w,
-                                                  double hgt, double* sx, double* sy) {
+__attribute__((target("avx2"))) void SwirlRowAvx2(const double* sines, const double* cosines, std::int64_t step,
+                                                  std::int64_t n, double x0, double cx, double cy, double dy,
+                                                  double w, double hgt, double* sx, double* sy) {
     const __m256d vcx = _mm256_set1_pd(cx), vcy = _mm256_set1_pd(cy), vdy = _mm256_set1_pd(dy);
     const __m256d two = _mm256_set1_pd(2.0);
     const __m256d farX = _mm256_set1_pd(w - 3.0), farY = _mm256_set1_pd(hgt - 3.0);
     __m256d i4 = _mm256_setr_pd(x0, x0 + 1.0, x0 + 2.0, x0 + 3.0);
-    const __m256d step = _mm256_set1_pd(4.0);
+    const __m256d four = _mm256_set1_pd(4.0);
     std::int64_t i = 0;
-    for (; i + 4 <= n; i += 4, i4 = _mm256_add_pd(i4, step)) {
-        const __m256d s = _mm256_loadu_pd(sines + i), c = _mm256_loadu_pd(cosines + i);
+    for (; i + 4 <= n; i += 4, i4 = _mm256_add_pd(i4, four)) {
+        const __m256d s = TableAt(sines, step, i), c = TableAt(cosines, step, i);
         const __m256d dx = _mm256_sub_pd(i4, vcx);
         const __m256d u = _mm256_sub_pd(_mm256_add_pd(vcx, _mm256_mul_pd(dx, c)), _mm256_mul_pd(vdy, s));
         const __m256d v = _mm256_add_pd(_mm256_add_pd(vcy, _mm256_mul_pd(dx, s)), _mm256_mul_pd(vdy, c));
@@ -262,26 +276,26 @@ __attribute__((target("avx2"))) void SwirlRowAvx2(const double* sines, const dou
         _mm256_storeu_pd(sy + i, SwirlClamp(v, two, farY));
     }
     if (i < n) {
-        SwirlRowPlain(sines + i, cosines + i, n - i, x0 + static_cast<double>(i), cx, cy, dy, w, hgt, sx + i,
-                      sy + i);
+        SwirlRowPlain(sines + step * i, cosines + step * i, step, n - i, x0 + static_cast<double>(i), cx, cy, dy,
+                      w, hgt, sx + i, sy + i);
     }
 }
 #endif
 
-void DropRow(const double* m, std::int64_t n, double x0, double cx, double y, double dy, double w,
-             double hgt, double* sx, double* sy) {
+void DropRow(const double* m, std::int64_t step, std::int64_t n, double x0, double cx, double y, double dy,
+             double w, double hgt, double* sx, double* sy) {
 #ifdef VELLUM_DISTORT_AVX2
-    if (HasAvx2()) return DropRowAvx2(m, n, x0, cx, y, dy, w, hgt, sx, sy);
+    if (HasAvx2()) return DropRowAvx2(m, step, n, x0, cx, y, dy, w, hgt, sx, sy);
 #endif
-    DropRowPlain(m, n, x0, cx, y, dy, w, hgt, sx, sy);
+    DropRowPlain(m, step, n, x0, cx, y, dy, w, hgt, sx, sy);
 }
 
-void SwirlRow(const double* sines, const double* cosines, std::int64_t n, double x0, double cx, double cy,
-              double dy, double w, double hgt, double* sx, double* sy) {
+void SwirlRow(const double* sines, const double* cosines, std::int64_t step, std::int64_t n, double x0,
+              double cx, double cy, double dy, double w, double hgt, double* sx, double* sy) {
 #ifdef VELLUM_DISTORT_AVX2
-    if (HasAvx2()) return SwirlRowAvx2(sines, cosines, n, x0, cx, cy, dy, w, hgt, sx, sy);
+    if (HasAvx2()) return SwirlRowAvx2(sines, cosines, step, n, x0, cx, cy, dy, w, hgt, sx, sy);
 #endif
-    SwirlRowPlain(sines, cosines, n, x0, cx, cy, dy, w, hgt, sx, sy);
+    SwirlRowPlain(sines, cosines, step, n, x0, cx, cy, dy, w, hgt, sx, sy);
 }
 
 // Columns x0..x1 and rows y0..y1 around the centre (cx, cy), walked in
@@ -466,10 +480,10 @@ int ThDrop(void*& bits, BITMAPINFO*& info, double centreX, double centreY, long 
     if (!(centreX >= 0.0 && centreX <= 1.0) || !(centreY >= 0.0 && centreY <= 1.0)) return 0;
     Frame24 f;
     if (!Prepare24(bits, info, f)) return 0;
-    // Every byte is written: the copy first, then the inner pixels.
+    // Every byte is written: the outer two rows and columns and the padding
+    // are copied, the inner pixels sampled.
     BYTE* out = static_cast<BYTE*>(GlobalAllocChecked(GMEM_FIXED, f.stride * f.height));
     if (!out) return 0;
-    std::memcpy(out, f.bits, static_cast<std::size_t>(f.stride * f.height));
 
     const std::int64_t cx = TruncPos(static_cast<double>(f.width) * centreX);
     const std::int64_t cy = TruncPos(static_cast<double>(f.height) * centreY);
@@ -480,12 +494,24 @@ int ThDrop(void*& bits, BITMAPINFO*& info, double centreX, double centreY, long 
 
     const std::int64_t x0 = 2, x1 = f.width - 3, y0 = 2, y1 = f.height - 3;
     if (y1 < y0 || x1 < x0) {
+        std::memcpy(out, f.bits, static_cast<std::size_t>(f.stride * f.height));
         CommitBits(bits, out);
         return 1;
     }
+    for (std::int64_t y = 0; y < f.height; ++y) {
+        BYTE* dst = out + y * f.stride;
+        const BYTE* src = f.row(y);
+        if (y < y0 || y > y1) {
+            std::memcpy(dst, src, static_cast<std::size_t>(f.stride));
+        } else {
+            std::memcpy(dst, src, 3 * x0);
+            std::memcpy(dst + 3 * (x1 + 1), src + 3 * (x1 + 1), static_cast<std::size_t>(f.stride - 3 * (x1 + 1)));
+        }
+    }
+
     // m depends on dx^2 + dy^2 only: one sine per (|dx|, |dy|), shared by
     // the pixels mirrored about the centre's row and column.
-    std::vector<double> ripple(kStrip), m(kStrip), sx(kStrip), sy(kStrip);
+    std::vector<double> ripple(kStrip), sx(kStrip), sy(kStrip);
     RowSampler sampler(kStrip);
     auto shared = [&](std::int64_t ax0, std::int64_t ax1, std::int64_t ady) {
         const double fdy = static_cast<double>(ady);
@@ -497,8 +523,9 @@ int ThDrop(void*& bits, BITMAPINFO*& info, double centreX, double centreY, long 
     };
     auto segment = [&](std::int64_t y, std::int64_t xa, std::int64_t xb, std::int64_t ax0) {
         const std::int64_t n = xb - xa + 1;
-        for (std::int64_t x = xa; x <= xb; ++x) m[x - xa] = ripple[(x < cx ? cx - x : x - cx) - ax0];
-        DropRow(m.data(), n, static_cast<double>(xa), static_cast<double>(cx), static_cast<double>(y),
+        const std::int64_t step = xa < cx ? -1 : 1;
+        const double* first = ripple.data() + (xa < cx ? cx - xa : xa - cx) - ax0;
+        DropRow(first, step, n, static_cast<double>(xa), static_cast<double>(cx), static_cast<double>(y),
                 static_cast<double>(y - cy), w, hgt, sx.data(), sy.data());
         sampler.run(f, sx.data(), sy.data(), static_cast<std::size_t>(n), out + y * f.stride + 3 * xa);
     };
@@ -650,7 +677,7 @@ int ThSpiral(void*& bits, BITMAPINFO*& info, double angle, unsigned char backgro
 
     // r depends on |x| and |y| only: one sine and cosine per distinct pair,
     // shared by the up to four pixels (+-x, +-y).
-    std::vector<double> sines(kStrip), cosines(kStrip), sRow(kStrip), cRow(kStrip), sx(kStrip), sy(kStrip);
+    std::vector<double> sines(kStrip), cosines(kStrip), sx(kStrip), sy(kStrip);
     RowSampler sampler(kStrip);
     auto shared = [&](std::int64_t ax0, std::int64_t ax1, std::int64_t ay) {
         const double fy = static_cast<double>(ay);
@@ -663,13 +690,10 @@ int ThSpiral(void*& bits, BITMAPINFO*& info, double angle, unsigned char backgro
     };
     auto segment = [&](std::int64_t y, std::int64_t xa, std::int64_t xb, std::int64_t ax0) {
         const std::int64_t n = xb - xa + 1;
-        for (std::int64_t x = xa; x <= xb; ++x) {
-            const std::int64_t t = (x < cx ? cx - x : x - cx) - ax0;
-            sRow[x - xa] = sines[t];
-            cRow[x - xa] = cosines[t];
-        }
-        SwirlRow(sRow.data(), cRow.data(), n, static_cast<double>(xa), fcx, fcy, static_cast<double>(y - cy),
-                 w, hgt, sx.data(), sy.data());
+        const std::int64_t step = xa < cx ? -1 : 1;
+        const std::int64_t t = (xa < cx ? cx - xa : xa - cx) - ax0;
+        SwirlRow(sines.data() + t, cosines.data() + t, step, n, static_cast<double>(xa), fcx, fcy,
+                 static_cast<double>(y - cy), w, hgt, sx.data(), sy.data());
         sampler.run(f, sx.data(), sy.data(), static_cast<std::size_t>(n), out + y * f.stride + 3 * xa);
     };
     ForMirroredStrips(0, f.width - 1, 0, f.height - 1, cx, cy, shared, segment);
