@@ -11,6 +11,10 @@
 
 #include "effects/effect_frame.h"
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 using vellum::effects::ClampIndex;
 using vellum::effects::CommitBits;
 using vellum::effects::Frame24;
@@ -140,6 +144,96 @@ int ThGenerateNoise(void*& bits, BITMAPINFO*& info, short noiseType, int amount)
     return 1;
 }
 
+namespace {
+
+// The two steps of a hull on one row of n bytes. First step: v[i] moves one
+// level towards r[i] (up when r > v; down when v > r + 1 as a byte). Second
+// step: v[i] moves one level when both s[i] + 1 (as a byte) and r[i] lie on
+// the same side of it (strictly; see the rule in noise.h). Sixteen bytes at a
+// time with unsigned saturating differences as comparisons; a difference is
+// non-zero exactly when the first operand is the larger.
+void HullFirstRow(const BYTE* v, const BYTE* r, BYTE* out, std::int64_t n, bool up) {
+    std::int64_t i = 0;
+#if defined(__SSE2__)
+    const __m128i zero = _mm_setzero_si128(), one = _mm_set1_epi8(1);
+    for (; i + 16 <= n; i += 16) {
+        const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(v + i));
+        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(r + i));
+        __m128i res;
+        if (up) {
+            const __m128i still = _mm_cmpeq_epi8(_mm_subs_epu8(b, a), zero);
+            res = _mm_add_epi8(a, _mm_andnot_si128(still, one));
+        } else {
+            const __m128i still = _mm_cmpeq_epi8(_mm_subs_epu8(a, _mm_add_epi8(b, one)), zero);
+            res = _mm_sub_epi8(a, _mm_andnot_si128(still, one));
+        }
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), res);
+    }
+#endif
+    for (; i < n; ++i) {
+        int x = v[i];
+        if (up) {
+            if (r[i] > x) ++x;
+        } else if (x > static_cast<BYTE>(r[i] + 1)) {
+            --x;
+        }
+        out[i] = static_cast<BYTE>(x);
+    }
+}
+
+void HullSecondRow(const BYTE* v, const BYTE* r, const BYTE* s, BYTE* out, std::int64_t n, bool up) {
+    std::int64_t i = 0;
+#if defined(__SSE2__)
+    const __m128i zero = _mm_setzero_si128(), one = _mm_set1_epi8(1);
+    for (; i + 16 <= n; i += 16) {
+        const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(v + i));
+        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(r + i));
+        const __m128i c = _mm_add_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(s + i)), one);
+        __m128i still;
+        if (up) {
+            still = _mm_or_si128(_mm_cmpeq_epi8(_mm_subs_epu8(c, a), zero), _mm_cmpeq_epi8(_mm_subs_epu8(b, a), zero));
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), _mm_add_epi8(a, _mm_andnot_si128(still, one)));
+        } else {
+            still = _mm_or_si128(_mm_cmpeq_epi8(_mm_subs_epu8(a, c), zero), _mm_cmpeq_epi8(_mm_subs_epu8(a, b), zero));
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), _mm_sub_epi8(a, _mm_andnot_si128(still, one)));
+        }
+    }
+#endif
+    for (; i < n; ++i) {
+        int x = v[i];
+        const int s1 = static_cast<BYTE>(s[i] + 1);
+        if (up) {
+            if (s1 > x && r[i] > x) ++x;
+        } else if (s1 < x && r[i] < x) {
+            --x;
+        }
+        out[i] = static_cast<BYTE>(x);
+    }
+}
+
+// A hull step with an offset of at most one pixel each way, on separate
+// planes f and g, in one sweep: the first step of row y + 1 (which reads f
+// rows y .. y + 2) runs before the second step of row y writes f row y, so
+// each row's second step sees the first step's rows around it, as when the
+// steps run over the whole plane one after the other.
+void HullNear(std::int64_t xOffset, std::int64_t yOffset, bool up, std::int64_t columns, std::int64_t rows,
+              BYTE* f, BYTE* g) {
+    const std::int64_t span = columns + 2;
+    const std::int64_t offset = yOffset * span + xOffset;
+    auto first = [&](std::int64_t y) {
+        const std::int64_t p = y * span + 1;
+        HullFirstRow(f + p, f + p + offset, g + p, columns, up);
+    };
+    first(1);
+    for (std::int64_t y = 1; y <= rows; ++y) {
+        if (y < rows) first(y + 1);
+        const std::int64_t p = y * span + 1;
+        HullSecondRow(g + p, g + p + offset, g + p - offset, f + p, columns, up);
+    }
+}
+
+}  // namespace
+
 void ThHull(int xOffset, int yOffset, int polarity, unsigned columns, unsigned rows,
             unsigned char* f, unsigned char* g) {
     if (!f || !g || columns == 0 || rows == 0) return;
@@ -147,6 +241,11 @@ void ThHull(int xOffset, int yOffset, int polarity, unsigned columns, unsigned r
     const std::int64_t total = span * (static_cast<std::int64_t>(rows) + 2);
     const std::int64_t offset = static_cast<std::int64_t>(yOffset) * span + xOffset;
     const bool near = xOffset >= -1 && xOffset <= 1 && yOffset >= -1 && yOffset <= 1;
+    const bool apart = f + total <= g || g + total <= f;
+    if (near && apart) {
+        HullNear(xOffset, yOffset, polarity >= 1, columns, rows, f, g);
+        return;
+    }
     auto at = [&](const unsigned char* plane, std::int64_t q) -> int {
         return near || (q >= 0 && q < total) ? plane[q] : 0;
     };
