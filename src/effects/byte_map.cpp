@@ -13,7 +13,8 @@ namespace {
 
 #ifdef VELLUM_BYTE_PERMUTE
 bool HasBytePermute() {
-    static const bool has = __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vbmi");
+    static const bool has =
+        __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vbmi");
     return has;
 }
 
@@ -32,7 +33,8 @@ __attribute__((target("avx512f,avx512bw,avx512vbmi"))) void ApplyPermute(const B
         const __m512i x = _mm512_loadu_si512(src + i);
         const __m512i lowHalf = _mm512_permutex2var_epi8(t0, x, t1);
         const __m512i highHalf = _mm512_permutex2var_epi8(t2, x, t3);
-        _mm512_storeu_si512(dst + i, _mm512_mask_blend_epi8(_mm512_movepi8_mask(x), lowHalf, highHalf));
+        _mm512_storeu_si512(dst + i,
+                            _mm512_mask_blend_epi8(_mm512_movepi8_mask(x), lowHalf, highHalf));
     }
     if (i < n) {
         const __mmask64 m = (std::uint64_t{1} << (n - i)) - 1;
@@ -75,9 +77,9 @@ void ByteMap::apply(const BYTE* src, BYTE* dst, std::size_t n) const {
     for (; i + 8 <= n; i += 8) {
         std::uint64_t v;
         std::memcpy(&v, src + i, 8);
-        const std::uint64_t r = std::uint64_t{pairs[v & 0xFFFF]} | std::uint64_t{pairs[(v >> 16) & 0xFFFF]} << 16 |
-                                std::uint64_t{pairs[(v >> 32) & 0xFFFF]} << 32 |
-                                std::uint64_t{pairs[v >> 48]} << 48;
+        const std::uint64_t r =
+            std::uint64_t{pairs[v & 0xFFFF]} | std::uint64_t{pairs[(v >> 16) & 0xFFFF]} << 16 |
+            std::uint64_t{pairs[(v >> 32) & 0xFFFF]} << 32 | std::uint64_t{pairs[v >> 48]} << 48;
         std::memcpy(dst + i, &r, 8);
     }
     for (; i < n; ++i) dst[i] = table_[src[i]];

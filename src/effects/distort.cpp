@@ -68,8 +68,8 @@ bool HasAvx2() {
 // the across weights as the word pair (1024 - fx, fx) and fy. The
 // conversions truncate exactly as the scalar casts do.
 __attribute__((target("avx2"))) void TapsAvx2(const double* sx, const double* sy, std::size_t n,
-                                              std::int64_t stride, std::int32_t* off, std::int32_t* wx,
-                                              std::int32_t* fy) {
+                                              std::int64_t stride, std::int32_t* off,
+                                              std::int32_t* wx, std::int32_t* fy) {
     const __m256d scale = _mm256_set1_pd(1024.0);
     const __m128i vstride = _mm_set1_epi32(static_cast<int>(stride));
     const __m128i full = _mm_set1_epi32(1024);
@@ -77,11 +77,15 @@ __attribute__((target("avx2"))) void TapsAvx2(const double* sx, const double* sy
     for (; i + 4 <= n; i += 4) {
         const __m256d u = _mm256_loadu_pd(sx + i), v = _mm256_loadu_pd(sy + i);
         const __m128i ix = _mm256_cvttpd_epi32(u), iy = _mm256_cvttpd_epi32(v);
-        const __m128i fx = _mm256_cvttpd_epi32(_mm256_mul_pd(_mm256_sub_pd(u, _mm256_cvtepi32_pd(ix)), scale));
-        const __m128i fv = _mm256_cvttpd_epi32(_mm256_mul_pd(_mm256_sub_pd(v, _mm256_cvtepi32_pd(iy)), scale));
-        const __m128i o = _mm_add_epi32(_mm_mullo_epi32(iy, vstride), _mm_add_epi32(ix, _mm_add_epi32(ix, ix)));
+        const __m128i fx =
+            _mm256_cvttpd_epi32(_mm256_mul_pd(_mm256_sub_pd(u, _mm256_cvtepi32_pd(ix)), scale));
+        const __m128i fv =
+            _mm256_cvttpd_epi32(_mm256_mul_pd(_mm256_sub_pd(v, _mm256_cvtepi32_pd(iy)), scale));
+        const __m128i o =
+            _mm_add_epi32(_mm_mullo_epi32(iy, vstride), _mm_add_epi32(ix, _mm_add_epi32(ix, ix)));
         _mm_storeu_si128(reinterpret_cast<__m128i*>(off + i), o);
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(wx + i), _mm_or_si128(_mm_sub_epi32(full, fx), _mm_slli_epi32(fx, 16)));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(wx + i),
+                         _mm_or_si128(_mm_sub_epi32(full, fx), _mm_slli_epi32(fx, 16)));
         _mm_storeu_si128(reinterpret_cast<__m128i*>(fy + i), fv);
     }
     for (; i < n; ++i) {
@@ -97,11 +101,12 @@ __attribute__((target("avx2"))) void TapsAvx2(const double* sx, const double* sy
 // lanes, interleaved into (left, right) word pairs, blended across by one
 // multiply-add with (1024 - fx, fx), weighted by 1024 - fy and fy, and the
 // lanes summed: exactly the integer rule, with room to spare in 32 bits.
-__attribute__((target("avx2"))) void BlendAvx2(const BYTE* bits, std::int64_t stride, const std::int32_t* off,
-                                               const std::int32_t* wx, const std::int32_t* fy, std::size_t n,
-                                               BYTE* dst) {
-    const __m256i order = _mm256_setr_epi8(0, -1, 3, -1, 1, -1, 4, -1, 2, -1, 5, -1, -1, -1, -1, -1,  //
-                                           0, -1, 3, -1, 1, -1, 4, -1, 2, -1, 5, -1, -1, -1, -1, -1);
+__attribute__((target("avx2"))) void BlendAvx2(const BYTE* bits, std::int64_t stride,
+                                               const std::int32_t* off, const std::int32_t* wx,
+                                               const std::int32_t* fy, std::size_t n, BYTE* dst) {
+    const __m256i order =
+        _mm256_setr_epi8(0, -1, 3, -1, 1, -1, 4, -1, 2, -1, 5, -1, -1, -1, -1, -1,  //
+                         0, -1, 3, -1, 1, -1, 4, -1, 2, -1, 5, -1, -1, -1, -1, -1);
     const __m256i rowBase = _mm256_setr_epi32(1024, 1024, 1024, 1024, 0, 0, 0, 0);
     const __m256i rowSign = _mm256_setr_epi32(-1, -1, -1, -1, 1, 1, 1, 1);
     // The source pixels of a warped row do not follow one another, so they
@@ -119,7 +124,8 @@ __attribute__((target("avx2"))) void BlendAvx2(const BYTE* bits, std::int64_t st
         __m256i v = _mm256_inserti128_si256(_mm256_castsi128_si256(top), bottom, 1);
         v = _mm256_shuffle_epi8(v, order);
         const __m256i across = _mm256_set1_epi32(wx[i]);
-        const __m256i down = _mm256_add_epi32(rowBase, _mm256_sign_epi32(_mm256_set1_epi32(fy[i]), rowSign));
+        const __m256i down =
+            _mm256_add_epi32(rowBase, _mm256_sign_epi32(_mm256_set1_epi32(fy[i]), rowSign));
         const __m256i h = _mm256_mullo_epi32(_mm256_madd_epi16(v, across), down);
         __m128i sum = _mm_add_epi32(_mm256_castsi256_si128(h), _mm256_extracti128_si256(h, 1));
         sum = _mm_srli_epi32(sum, 20);
@@ -177,11 +183,11 @@ class RowSampler {
 
 // Ripple positions of one row: column x0 + j moves by m[step x j] (step 1
 // right of the centre, -1 left of it, reading the shared table outwards)
-// along its offset from the centre. A position at or below 2.0 becomes 1.5, one at or above
-// size - 3 becomes size - 2.5. Finite arguments keep every position finite;
-// a NaN would sample at 0 as Sample does.
-void DropRowPlain(const double* m, std::int64_t step, std::int64_t n, double x0, double cx, double y,
-                  double dy, double w, double hgt, double* sx, double* sy) {
+// along its offset from the centre. A position at or below 2.0 becomes 1.5,
+// one at or above size - 3 becomes size - 2.5. Finite arguments keep every
+// position finite; a NaN would sample at 0 as Sample does.
+void DropRowPlain(const double* m, std::int64_t step, std::int64_t n, double x0, double cx,
+                  double y, double dy, double w, double hgt, double* sx, double* sy) {
     for (std::int64_t j = 0; j < n; ++j) {
         const double x = x0 + static_cast<double>(j);
         const double dx = x - cx;
@@ -195,10 +201,11 @@ void DropRowPlain(const double* m, std::int64_t step, std::int64_t n, double x0,
 }
 
 // Swirl positions of one row at offset dy from the centre, S and C the
-// sine and cosine of each column's turn (read as for the ripple); clamped to 2.0 .. size - 3, NaN
-// (from a non-finite angle) to 2.0.
-void SwirlRowPlain(const double* sines, const double* cosines, std::int64_t step, std::int64_t n, double x0,
-                   double cx, double cy, double dy, double w, double hgt, double* sx, double* sy) {
+// sine and cosine of each column's turn (read as for the ripple); clamped
+// to 2.0 .. size - 3, NaN (from a non-finite angle) to 2.0.
+void SwirlRowPlain(const double* sines, const double* cosines, std::int64_t step, std::int64_t n,
+                   double x0, double cx, double cy, double dy, double w, double hgt, double* sx,
+                   double* sy) {
     for (std::int64_t i = 0; i < n; ++i) {
         const double dx = (x0 + static_cast<double>(i)) - cx;
         const double S = sines[step * i], C = cosines[step * i];
@@ -215,29 +222,32 @@ void SwirlRowPlain(const double* sines, const double* cosines, std::int64_t step
 // The same expressions four columns at a time: each product and sum is the
 // same IEEE operation on the same operands (no fused multiply-add), and
 // the comparisons are ordered, so a NaN takes the branches it takes above.
-__attribute__((target("avx2"), always_inline)) inline __m256d DropClamp(__m256d v, __m256d two, __m256d oneHalf,
-                                                                       __m256d far, __m256d end) {
+__attribute__((target("avx2"), always_inline)) inline __m256d DropClamp(__m256d v, __m256d two,
+                                                                        __m256d oneHalf,
+                                                                        __m256d far, __m256d end) {
     // The low test wins where both hold (a side of five pixels).
     __m256d r = _mm256_blendv_pd(v, end, _mm256_cmp_pd(v, far, _CMP_GE_OQ));
     r = _mm256_blendv_pd(r, oneHalf, _mm256_cmp_pd(v, two, _CMP_LE_OQ));
     return _mm256_and_pd(r, _mm256_cmp_pd(r, oneHalf, _CMP_GE_OQ));
 }
 
-__attribute__((target("avx2"), always_inline)) inline __m256d SwirlClamp(__m256d v, __m256d two, __m256d far) {
+__attribute__((target("avx2"), always_inline)) inline __m256d SwirlClamp(__m256d v, __m256d two,
+                                                                         __m256d far) {
     const __m256d inside = _mm256_blendv_pd(v, far, _mm256_cmp_pd(v, far, _CMP_GT_OQ));
     return _mm256_blendv_pd(two, inside, _mm256_cmp_pd(v, two, _CMP_GE_OQ));
 }
 
 // Four table entries for columns j .. j + 3, read outwards from the centre.
-__attribute__((target("avx2"), always_inline)) inline __m256d TableAt(const double* t, std::int64_t step,
-                                                                     std::int64_t j) {
+__attribute__((target("avx2"), always_inline)) inline __m256d TableAt(const double* t,
+                                                                      std::int64_t step,
+                                                                      std::int64_t j) {
     if (step > 0) return _mm256_loadu_pd(t + j);
     return _mm256_permute4x64_pd(_mm256_loadu_pd(t - j - 3), 0x1B);
 }
 
-__attribute__((target("avx2"))) void DropRowAvx2(const double* m, std::int64_t step, std::int64_t n, double x0,
-                                                 double cx, double y, double dy, double w, double hgt,
-                                                 double* sx, double* sy) {
+__attribute__((target("avx2"))) void DropRowAvx2(const double* m, std::int64_t step, std::int64_t n,
+                                                 double x0, double cx, double y, double dy,
+                                                 double w, double hgt, double* sx, double* sy) {
     const __m256d vy = _mm256_set1_pd(y), vdy = _mm256_set1_pd(dy), vcx = _mm256_set1_pd(cx);
     const __m256d two = _mm256_set1_pd(2.0), oneHalf = _mm256_set1_pd(1.5);
     const __m256d farY = _mm256_set1_pd(hgt - 3.0), endY = _mm256_set1_pd(hgt - 2.5);
@@ -254,13 +264,15 @@ __attribute__((target("avx2"))) void DropRowAvx2(const double* m, std::int64_t s
         _mm256_storeu_pd(sx + j, DropClamp(v, two, oneHalf, farX, endX));
     }
     if (j < n) {
-        DropRowPlain(m + step * j, step, n - j, x0 + static_cast<double>(j), cx, y, dy, w, hgt, sx + j, sy + j);
+        DropRowPlain(m + step * j, step, n - j, x0 + static_cast<double>(j), cx, y, dy, w, hgt,
+                     sx + j, sy + j);
     }
 }
 
-__attribute__((target("avx2"))) void SwirlRowAvx2(const double* sines, const double* cosines, std::int64_t step,
-                                                  std::int64_t n, double x0, double cx, double cy, double dy,
-                                                  double w, double hgt, double* sx, double* sy) {
+__attribute__((target("avx2"))) void SwirlRowAvx2(const double* sines, const double* cosines,
+                                                  std::int64_t step, std::int64_t n, double x0,
+                                                  double cx, double cy, double dy, double w,
+                                                  double hgt, double* sx, double* sy) {
     const __m256d vcx = _mm256_set1_pd(cx), vcy = _mm256_set1_pd(cy), vdy = _mm256_set1_pd(dy);
     const __m256d two = _mm256_set1_pd(2.0);
     const __m256d farX = _mm256_set1_pd(w - 3.0), farY = _mm256_set1_pd(hgt - 3.0);
@@ -270,28 +282,31 @@ __attribute__((target("avx2"))) void SwirlRowAvx2(const double* sines, const dou
     for (; i + 4 <= n; i += 4, i4 = _mm256_add_pd(i4, four)) {
         const __m256d s = TableAt(sines, step, i), c = TableAt(cosines, step, i);
         const __m256d dx = _mm256_sub_pd(i4, vcx);
-        const __m256d u = _mm256_sub_pd(_mm256_add_pd(vcx, _mm256_mul_pd(dx, c)), _mm256_mul_pd(vdy, s));
-        const __m256d v = _mm256_add_pd(_mm256_add_pd(vcy, _mm256_mul_pd(dx, s)), _mm256_mul_pd(vdy, c));
+        const __m256d u =
+            _mm256_sub_pd(_mm256_add_pd(vcx, _mm256_mul_pd(dx, c)), _mm256_mul_pd(vdy, s));
+        const __m256d v =
+            _mm256_add_pd(_mm256_add_pd(vcy, _mm256_mul_pd(dx, s)), _mm256_mul_pd(vdy, c));
         _mm256_storeu_pd(sx + i, SwirlClamp(u, two, farX));
         _mm256_storeu_pd(sy + i, SwirlClamp(v, two, farY));
     }
     if (i < n) {
-        SwirlRowPlain(sines + step * i, cosines + step * i, step, n - i, x0 + static_cast<double>(i), cx, cy, dy,
-                      w, hgt, sx + i, sy + i);
+        SwirlRowPlain(sines + step * i, cosines + step * i, step, n - i,
+                      x0 + static_cast<double>(i), cx, cy, dy, w, hgt, sx + i, sy + i);
     }
 }
 #endif
 
-void DropRow(const double* m, std::int64_t step, std::int64_t n, double x0, double cx, double y, double dy,
-             double w, double hgt, double* sx, double* sy) {
+void DropRow(const double* m, std::int64_t step, std::int64_t n, double x0, double cx, double y,
+             double dy, double w, double hgt, double* sx, double* sy) {
 #ifdef VELLUM_DISTORT_AVX2
     if (HasAvx2()) return DropRowAvx2(m, step, n, x0, cx, y, dy, w, hgt, sx, sy);
 #endif
     DropRowPlain(m, step, n, x0, cx, y, dy, w, hgt, sx, sy);
 }
 
-void SwirlRow(const double* sines, const double* cosines, std::int64_t step, std::int64_t n, double x0,
-              double cx, double cy, double dy, double w, double hgt, double* sx, double* sy) {
+void SwirlRow(const double* sines, const double* cosines, std::int64_t step, std::int64_t n,
+              double x0, double cx, double cy, double dy, double w, double hgt, double* sx,
+              double* sy) {
 #ifdef VELLUM_DISTORT_AVX2
     if (HasAvx2()) return SwirlRowAvx2(sines, cosines, step, n, x0, cx, cy, dy, w, hgt, sx, sy);
 #endif
@@ -307,15 +322,16 @@ void SwirlRow(const double* sines, const double* cosines, std::int64_t step, std
 constexpr std::int64_t kStrip = 4096;
 
 template <typename Shared, typename Segment>
-void ForMirroredStrips(std::int64_t x0, std::int64_t x1, std::int64_t y0, std::int64_t y1, std::int64_t cx,
-                       std::int64_t cy, Shared shared, Segment segment) {
+void ForMirroredStrips(std::int64_t x0, std::int64_t x1, std::int64_t y0, std::int64_t y1,
+                       std::int64_t cx, std::int64_t cy, Shared shared, Segment segment) {
     const std::int64_t maxAx = std::max(std::abs(x0 - cx), std::abs(x1 - cx));
     const std::int64_t maxAy = std::max(std::abs(y0 - cy), std::abs(y1 - cy));
     for (std::int64_t s = 0; s <= maxAx; s += kStrip) {
         const std::int64_t e = std::min(s + kStrip, maxAx + 1);
         // Right of the centre cx + [s, e), left cx - [max(s, 1), e).
         const std::int64_t from[2] = {std::max(cx + s, x0), std::max(cx - e + 1, x0)};
-        const std::int64_t to[2] = {std::min(cx + e - 1, x1), std::min(cx - std::max<std::int64_t>(s, 1), x1)};
+        const std::int64_t to[2] = {std::min(cx + e - 1, x1),
+                                    std::min(cx - std::max<std::int64_t>(s, 1), x1)};
         if (from[0] > to[0] && from[1] > to[1]) continue;
         for (std::int64_t ay = 0; ay <= maxAy; ++ay) {
             const std::int64_t rows[2] = {cy + ay, cy - ay};
@@ -505,7 +521,8 @@ int ThDrop(void*& bits, BITMAPINFO*& info, double centreX, double centreY, long 
             std::memcpy(dst, src, static_cast<std::size_t>(f.stride));
         } else {
             std::memcpy(dst, src, 3 * x0);
-            std::memcpy(dst + 3 * (x1 + 1), src + 3 * (x1 + 1), static_cast<std::size_t>(f.stride - 3 * (x1 + 1)));
+            std::memcpy(dst + 3 * (x1 + 1), src + 3 * (x1 + 1),
+                        static_cast<std::size_t>(f.stride - 3 * (x1 + 1)));
         }
     }
 
@@ -525,9 +542,10 @@ int ThDrop(void*& bits, BITMAPINFO*& info, double centreX, double centreY, long 
         const std::int64_t n = xb - xa + 1;
         const std::int64_t step = xa < cx ? -1 : 1;
         const double* first = ripple.data() + (xa < cx ? cx - xa : xa - cx) - ax0;
-        DropRow(first, step, n, static_cast<double>(xa), static_cast<double>(cx), static_cast<double>(y),
-                static_cast<double>(y - cy), w, hgt, sx.data(), sy.data());
-        sampler.run(f, sx.data(), sy.data(), static_cast<std::size_t>(n), out + y * f.stride + 3 * xa);
+        DropRow(first, step, n, static_cast<double>(xa), static_cast<double>(cx),
+                static_cast<double>(y), static_cast<double>(y - cy), w, hgt, sx.data(), sy.data());
+        sampler.run(f, sx.data(), sy.data(), static_cast<std::size_t>(n),
+                    out + y * f.stride + 3 * xa);
     };
     ForMirroredStrips(x0, x1, y0, y1, cx, cy, shared, segment);
     CommitBits(bits, out);
@@ -694,7 +712,8 @@ int ThSpiral(void*& bits, BITMAPINFO*& info, double angle, unsigned char backgro
         const std::int64_t t = (xa < cx ? cx - xa : xa - cx) - ax0;
         SwirlRow(sines.data() + t, cosines.data() + t, step, n, static_cast<double>(xa), fcx, fcy,
                  static_cast<double>(y - cy), w, hgt, sx.data(), sy.data());
-        sampler.run(f, sx.data(), sy.data(), static_cast<std::size_t>(n), out + y * f.stride + 3 * xa);
+        sampler.run(f, sx.data(), sy.data(), static_cast<std::size_t>(n),
+                    out + y * f.stride + 3 * xa);
     };
     ForMirroredStrips(0, f.width - 1, 0, f.height - 1, cx, cy, shared, segment);
     CommitBits(bits, out);

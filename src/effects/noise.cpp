@@ -182,7 +182,8 @@ __attribute__((target("avx2"))) std::int64_t HullFirstAvx2(const BYTE* v, const 
             const __m256i still = _mm256_cmpeq_epi8(_mm256_subs_epu8(b, a), zero);
             res = _mm256_add_epi8(a, _mm256_andnot_si256(still, one));
         } else {
-            const __m256i still = _mm256_cmpeq_epi8(_mm256_subs_epu8(a, _mm256_add_epi8(b, one)), zero);
+            const __m256i still =
+                _mm256_cmpeq_epi8(_mm256_subs_epu8(a, _mm256_add_epi8(b, one)), zero);
             res = _mm256_sub_epi8(a, _mm256_andnot_si256(still, one));
         }
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + i), res);
@@ -190,22 +191,26 @@ __attribute__((target("avx2"))) std::int64_t HullFirstAvx2(const BYTE* v, const 
     return i;
 }
 
-__attribute__((target("avx2"))) std::int64_t HullSecondAvx2(const BYTE* v, const BYTE* r, const BYTE* s, BYTE* out,
+__attribute__((target("avx2"))) std::int64_t HullSecondAvx2(const BYTE* v, const BYTE* r,
+                                                            const BYTE* s, BYTE* out,
                                                             std::int64_t n, bool up) {
     const __m256i zero = _mm256_setzero_si256(), one = _mm256_set1_epi8(1);
     std::int64_t i = 0;
     for (; i + 32 <= n; i += 32) {
         const __m256i a = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(v + i));
         const __m256i b = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(r + i));
-        const __m256i c = _mm256_add_epi8(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + i)), one);
+        const __m256i c =
+            _mm256_add_epi8(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + i)), one);
         if (up) {
             const __m256i still = _mm256_or_si256(_mm256_cmpeq_epi8(_mm256_subs_epu8(c, a), zero),
                                                   _mm256_cmpeq_epi8(_mm256_subs_epu8(b, a), zero));
-            _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + i), _mm256_add_epi8(a, _mm256_andnot_si256(still, one)));
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + i),
+                                _mm256_add_epi8(a, _mm256_andnot_si256(still, one)));
         } else {
             const __m256i still = _mm256_or_si256(_mm256_cmpeq_epi8(_mm256_subs_epu8(a, c), zero),
                                                   _mm256_cmpeq_epi8(_mm256_subs_epu8(a, b), zero));
-            _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + i), _mm256_sub_epi8(a, _mm256_andnot_si256(still, one)));
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + i),
+                                _mm256_sub_epi8(a, _mm256_andnot_si256(still, one)));
         }
     }
     return i;
@@ -244,7 +249,8 @@ void HullFirstRow(const BYTE* v, const BYTE* r, BYTE* out, std::int64_t n, bool 
     }
 }
 
-void HullSecondRow(const BYTE* v, const BYTE* r, const BYTE* s, BYTE* out, std::int64_t n, bool up) {
+void HullSecondRow(const BYTE* v, const BYTE* r, const BYTE* s, BYTE* out, std::int64_t n,
+                   bool up) {
     std::int64_t i = 0;
 #ifdef VELLUM_HULL_AVX2
     if (HasAvx2()) i = HullSecondAvx2(v, r, s, out, n, up);
@@ -254,14 +260,19 @@ void HullSecondRow(const BYTE* v, const BYTE* r, const BYTE* s, BYTE* out, std::
     for (; i + 16 <= n; i += 16) {
         const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(v + i));
         const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(r + i));
-        const __m128i c = _mm_add_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(s + i)), one);
+        const __m128i c =
+            _mm_add_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(s + i)), one);
         __m128i still;
         if (up) {
-            still = _mm_or_si128(_mm_cmpeq_epi8(_mm_subs_epu8(c, a), zero), _mm_cmpeq_epi8(_mm_subs_epu8(b, a), zero));
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), _mm_add_epi8(a, _mm_andnot_si128(still, one)));
+            still = _mm_or_si128(_mm_cmpeq_epi8(_mm_subs_epu8(c, a), zero),
+                                 _mm_cmpeq_epi8(_mm_subs_epu8(b, a), zero));
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i),
+                             _mm_add_epi8(a, _mm_andnot_si128(still, one)));
         } else {
-            still = _mm_or_si128(_mm_cmpeq_epi8(_mm_subs_epu8(a, c), zero), _mm_cmpeq_epi8(_mm_subs_epu8(a, b), zero));
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), _mm_sub_epi8(a, _mm_andnot_si128(still, one)));
+            still = _mm_or_si128(_mm_cmpeq_epi8(_mm_subs_epu8(a, c), zero),
+                                 _mm_cmpeq_epi8(_mm_subs_epu8(a, b), zero));
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i),
+                             _mm_sub_epi8(a, _mm_andnot_si128(still, one)));
         }
     }
 #endif
@@ -282,8 +293,8 @@ void HullSecondRow(const BYTE* v, const BYTE* r, const BYTE* s, BYTE* out, std::
 // rows y .. y + 2) runs before the second step of row y writes f row y, so
 // each row's second step sees the first step's rows around it, as when the
 // steps run over the whole plane one after the other.
-void HullNear(std::int64_t xOffset, std::int64_t yOffset, bool up, std::int64_t columns, std::int64_t rows,
-              BYTE* f, BYTE* g) {
+void HullNear(std::int64_t xOffset, std::int64_t yOffset, bool up, std::int64_t columns,
+              std::int64_t rows, BYTE* f, BYTE* g) {
     const std::int64_t span = columns + 2;
     const std::int64_t offset = yOffset * span + xOffset;
     auto first = [&](std::int64_t y) {
@@ -304,8 +315,8 @@ void HullNear(std::int64_t xOffset, std::int64_t yOffset, bool up, std::int64_t 
 // later step has touched; each step keeps the three rows of its first step
 // that its second step reads in a ring of its own, whose border stays 0 as
 // the scratch plane's does, and row rows + 1 is cleared rather than worked.
-void HullSweep(const int (&xOffset)[16], const int (&yOffset)[16], const bool (&up)[16], std::int64_t columns,
-               std::int64_t rows, BYTE* f) {
+void HullSweep(const int (&xOffset)[16], const int (&yOffset)[16], const bool (&up)[16],
+               std::int64_t columns, std::int64_t rows, BYTE* f) {
     const std::int64_t span = columns + 2;
     std::vector<BYTE> rings(static_cast<std::size_t>(16 * 3 * span), 0);
     auto ringRow = [&](int j, std::int64_t y) { return rings.data() + (j * 3 + y % 3) * span; };
@@ -316,7 +327,8 @@ void HullSweep(const int (&xOffset)[16], const int (&yOffset)[16], const bool (&
             const std::int64_t next = y + 1;
             if (next <= rows) {
                 const std::int64_t p = next * span + 1;
-                HullFirstRow(f + p, f + p + yOffset[j] * span + xOffset[j], ringRow(j, next) + 1, columns, up[j]);
+                HullFirstRow(f + p, f + p + yOffset[j] * span + xOffset[j], ringRow(j, next) + 1,
+                             columns, up[j]);
             } else {
                 std::memset(ringRow(j, next) + 1, 0, static_cast<std::size_t>(columns));
             }
@@ -409,7 +421,8 @@ int ThDespeckleImage(void*& bits, BITMAPINFO*& info) {
             up[4 * k + i] = i < 2;
         }
     }
-    for (int c = 0; c < 3; ++c) HullSweep(xOffset, yOffset, up, fr.width, fr.height, planes.plane[c].get());
+    for (int c = 0; c < 3; ++c)
+        HullSweep(xOffset, yOffset, up, fr.width, fr.height, planes.plane[c].get());
     for (std::int64_t y = 0; y < fr.height; ++y) {
         BYTE* dst = fr.row(y);
         const std::int64_t base = (y + 1) * span + 1;

@@ -311,8 +311,10 @@ TEST(OilPaint, MatchesItsRuleOnRandomPictures) {
             Make(p, w, h, 24);
             for (int y = 0; y < h; ++y) {
                 for (int x = 0; x < w; ++x) {
-                    const int v = static_cast<int>(rng() % levels) * (255 / std::max(1, levels - 1));
-                    SetBgr(p, x, y, static_cast<BYTE>(v), static_cast<BYTE>(rng() % 2), static_cast<BYTE>(v));
+                    const int v =
+                        static_cast<int>(rng() % levels) * (255 / std::max(1, levels - 1));
+                    SetBgr(p, x, y, static_cast<BYTE>(v), static_cast<BYTE>(rng() % 2),
+                           static_cast<BYTE>(v));
                 }
             }
         }

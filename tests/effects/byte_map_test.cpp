@@ -29,7 +29,8 @@ TEST(ByteMap, BothWaysMapEveryByteAndStopAtTheEnd) {
             EXPECT_EQ(inPlace, expect) << permute;
             std::vector<BYTE> out(src.size(), 0xA5);
             map.apply(src.data() + start, out.data() + start, n);
-            EXPECT_TRUE(std::equal(out.begin() + start, out.begin() + start + n, expect.begin() + start));
+            EXPECT_TRUE(
+                std::equal(out.begin() + start, out.begin() + start + n, expect.begin() + start));
             EXPECT_EQ(out[start + n], 0xA5);
         }
     }

@@ -247,8 +247,8 @@ BYTE BlendLiteral(const Pair& src, int ix, int iy, int fx, int fy, int k) {
     Pair& s = const_cast<Pair&>(src);
     const int p00 = s.row(iy)[3 * ix + k], p10 = s.row(iy)[3 * (ix + 1) + k];
     const int p01 = s.row(iy + 1)[3 * ix + k], p11 = s.row(iy + 1)[3 * (ix + 1) + k];
-    return static_cast<BYTE>(((p01 * (1024 - fx) + p11 * fx) * fy + (p00 * (1024 - fx) + p10 * fx) * (1024 - fy)) >>
-                             20);
+    return static_cast<BYTE>(
+        ((p01 * (1024 - fx) + p11 * fx) * fy + (p00 * (1024 - fx) + p10 * fx) * (1024 - fy)) >> 20);
 }
 
 std::vector<BYTE> DropLiteral(Pair& src, double centreX, double centreY, long phase, long waves,
@@ -272,8 +272,10 @@ std::vector<BYTE> DropLiteral(Pair& src, double centreX, double centreY, long ph
             if (sx <= 2.0) sx = 1.5;
             if (sx >= w - 3) sx = w - 2.5;
             const int iy = static_cast<int>(sy), ix = static_cast<int>(sx);
-            const int fy = static_cast<int>((sy - iy) * 1024), fx = static_cast<int>((sx - ix) * 1024);
-            for (int c = 0; c < 3; ++c) out.row(y)[3 * x + c] = BlendLiteral(src, ix, iy, fx, fy, c);
+            const int fy = static_cast<int>((sy - iy) * 1024),
+                      fx = static_cast<int>((sx - ix) * 1024);
+            for (int c = 0; c < 3; ++c)
+                out.row(y)[3 * x + c] = BlendLiteral(src, ix, iy, fx, fy, c);
         }
     }
     return out.bytes();
@@ -295,8 +297,10 @@ std::vector<BYTE> SpiralLiteral(Pair& src, double angle, BYTE background) {
             sx = sx >= 2.0 ? std::min(sx, w - 3.0) : 2.0;  // NaN becomes 2.0 too
             sy = sy >= 2.0 ? std::min(sy, h - 3.0) : 2.0;
             const int ix = static_cast<int>(sx), iy = static_cast<int>(sy);
-            const int fx = static_cast<int>((sx - ix) * 1024), fy = static_cast<int>((sy - iy) * 1024);
-            for (int k = 0; k < 3; ++k) out.row(y + cy)[3 * (x + cx) + k] = BlendLiteral(src, ix, iy, fx, fy, k);
+            const int fx = static_cast<int>((sx - ix) * 1024),
+                      fy = static_cast<int>((sy - iy) * 1024);
+            for (int k = 0; k < 3; ++k)
+                out.row(y + cy)[3 * (x + cx) + k] = BlendLiteral(src, ix, iy, fx, fy, k);
         }
     }
     return out.bytes();
@@ -326,13 +330,14 @@ TEST(Distort, DropAndSpiralMatchTheirFormulasPixelByPixel) {
         const long amplitude = static_cast<long>(pick({0, 100, 5000, -300}, -100, 400));
         std::vector<BYTE> expect = DropLiteral(p, centreX, centreY, phase, waves, amplitude);
         ASSERT_EQ(ThDrop(p.bits, p.info, centreX, centreY, phase, waves, amplitude), 1);
-        ASSERT_EQ(p.bytes(), expect) << w << "x" << h << " drop " << centreX << " " << centreY << " "
-                                     << phase << " " << waves << " " << amplitude;
+        ASSERT_EQ(p.bytes(), expect) << w << "x" << h << " drop " << centreX << " " << centreY
+                                     << " " << phase << " " << waves << " " << amplitude;
 
         vtest::MakeRandom(p, w, h, rng);
-        const double angle = pick({1e-9, -360.0, 3600.0, 1e7, std::numeric_limits<double>::infinity(),
-                                   std::numeric_limits<double>::quiet_NaN()},
-                                  -720.0, 720.0);
+        const double angle =
+            pick({1e-9, -360.0, 3600.0, 1e7, std::numeric_limits<double>::infinity(),
+                  std::numeric_limits<double>::quiet_NaN()},
+                 -720.0, 720.0);
         const BYTE background = static_cast<BYTE>(rng());
         expect = SpiralLiteral(p, angle, background);
         ASSERT_EQ(ThSpiral(p.bits, p.info, angle, background), 1);

@@ -269,7 +269,8 @@ std::vector<BYTE> DespeckleLiteral(Pair& src) {
     for (auto& plane : planes) plane.assign(static_cast<std::size_t>(span * (h + 2)), 0);
     for (int y = 0; y < h; ++y) {
         for (int x = 0; x < w; ++x) {
-            for (int c = 0; c < 3; ++c) planes[c][(y + 1) * span + x + 1] = src.row(y)[3 * x + 2 - c];
+            for (int c = 0; c < 3; ++c)
+                planes[c][(y + 1) * span + x + 1] = src.row(y)[3 * x + 2 - c];
         }
     }
     const int kx[4] = {0, 1, 1, -1}, ky[4] = {1, 0, 1, 1};
@@ -286,7 +287,8 @@ std::vector<BYTE> DespeckleLiteral(Pair& src) {
     const std::int64_t stride = VellumDibStride(24, w);
     for (int y = 0; y < h; ++y) {
         for (int x = 0; x < w; ++x) {
-            for (int c = 0; c < 3; ++c) out[y * stride + 3 * x + 2 - c] = planes[c][(y + 1) * span + x + 1];
+            for (int c = 0; c < 3; ++c)
+                out[y * stride + 3 * x + 2 - c] = planes[c][(y + 1) * span + x + 1];
         }
     }
     return out;
@@ -323,8 +325,10 @@ TEST(Hull, MatchesItsRuleForEveryNearOffset) {
     std::mt19937 rng(515);
     for (int round = 0; round < 200; ++round) {
         SCOPED_TRACE(round);
-        const int columns = 1 + static_cast<int>(rng() % 70), rows = 1 + static_cast<int>(rng() % 12);
-        const int xOffset = static_cast<int>(rng() % 3) - 1, yOffset = static_cast<int>(rng() % 3) - 1;
+        const int columns = 1 + static_cast<int>(rng() % 70),
+                  rows = 1 + static_cast<int>(rng() % 12);
+        const int xOffset = static_cast<int>(rng() % 3) - 1,
+                  yOffset = static_cast<int>(rng() % 3) - 1;
         const int polarity = std::array<int, 4>{1, 0, -1, 5}[rng() % 4];
         const std::size_t size = static_cast<std::size_t>((columns + 2) * (rows + 2));
         std::vector<BYTE> f(size), g(size);
@@ -333,9 +337,10 @@ TEST(Hull, MatchesItsRuleForEveryNearOffset) {
         for (BYTE& b : g) b = static_cast<BYTE>(rng());
         std::vector<BYTE> ef = f, eg = g;
         HullLiteral(xOffset, yOffset, polarity, columns, rows, ef.data(), eg.data());
-        ThHull(xOffset, yOffset, polarity, static_cast<unsigned>(columns), static_cast<unsigned>(rows), f.data(),
-               g.data());
-        ASSERT_EQ(f, ef) << columns << "x" << rows << " " << xOffset << "," << yOffset << " " << polarity;
+        ThHull(xOffset, yOffset, polarity, static_cast<unsigned>(columns),
+               static_cast<unsigned>(rows), f.data(), g.data());
+        ASSERT_EQ(f, ef) << columns << "x" << rows << " " << xOffset << "," << yOffset << " "
+                         << polarity;
         ASSERT_EQ(g, eg);
     }
 }
