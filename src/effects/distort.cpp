@@ -5,9 +5,14 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <new>
 #include <vector>
 
 #include "effects/effect_frame.h"
+
+#if defined(__x86_64__) && defined(__GNUC__)
+#include <immintrin.h>
+#endif
 
 using vellum::effects::ClampIndex;
 using vellum::effects::CommitBits;
@@ -50,6 +55,374 @@ inline void Sample(const Frame24& f, double sx, double sy, BYTE* out) {
         const int high = c[k] * (1024 - fx) + d[k] * fx;
         out[k] = static_cast<BYTE>((high * fy + low * (1024 - fy)) >> 20);
     }
+}
+
+#if defined(__x86_64__) && defined(__GNUC__)
+#define VELLUM_DISTORT_AVX2 1
+bool HasAvx2() {
+    static const bool has = __builtin_cpu_supports("avx2");
+    return has;
+}
+
+// Positions to taps, four at a time: the byte offset of the upper left
+// neighbour (inside a block of at most 2^31 - 1 bytes, so 32 bits hold it),
+// the across weights as the word pair (1024 - fx, fx) and fy. The
+// conversions truncate exactly as the scalar casts do.
+__attribute__((target("avx2"))) void TapsAvx2(const double* sx, const double* sy, std::size_t n,
+                                              std::int64_t stride, std::int32_t* off,
+                                              std::int32_t* wx, std::int32_t* fy) {
+    const __m256d scale = _mm256_set1_pd(1024.0);
+    const __m128i vstride = _mm_set1_epi32(static_cast<int>(stride));
+    const __m128i full = _mm_set1_epi32(1024);
+    std::size_t i = 0;
+    for (; i + 4 <= n; i += 4) {
+        const __m256d u = _mm256_loadu_pd(sx + i), v = _mm256_loadu_pd(sy + i);
+        const __m128i ix = _mm256_cvttpd_epi32(u), iy = _mm256_cvttpd_epi32(v);
+        const __m128i fx =
+            _mm256_cvttpd_epi32(_mm256_mul_pd(_mm256_sub_pd(u, _mm256_cvtepi32_pd(ix)), scale));
+        const __m128i fv =
+            _mm256_cvttpd_epi32(_mm256_mul_pd(_mm256_sub_pd(v, _mm256_cvtepi32_pd(iy)), scale));
+        const __m128i o =
+            _mm_add_epi32(_mm_mullo_epi32(iy, vstride), _mm_add_epi32(ix, _mm_add_epi32(ix, ix)));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(off + i), o);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(wx + i),
+                         _mm_or_si128(_mm_sub_epi32(full, fx), _mm_slli_epi32(fx, 16)));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(fy + i), fv);
+    }
+    for (; i < n; ++i) {
+        const auto ix = static_cast<std::int32_t>(sx[i]), iy = static_cast<std::int32_t>(sy[i]);
+        const auto fx = static_cast<std::int32_t>((sx[i] - static_cast<double>(ix)) * 1024.0);
+        off[i] = static_cast<std::int32_t>(iy * stride + 3 * ix);
+        wx[i] = (fx << 16) | (1024 - fx);
+        fy[i] = static_cast<std::int32_t>((sy[i] - static_cast<double>(iy)) * 1024.0);
+    }
+}
+
+// One pixel per step: the two rows' pixel pairs side by side in the two
+// lanes, interleaved into (left, right) word pairs, blended across by one
+// multiply-add with (1024 - fx, fx), weighted by 1024 - fy and fy, and the
+// lanes summed: exactly the integer rule, with room to spare in 32 bits.
+__attribute__((target("avx2"))) void BlendAvx2(const BYTE* bits, std::int64_t stride,
+                                               const std::int32_t* off, const std::int32_t* wx,
+                                               const std::int32_t* fy, std::size_t n, BYTE* dst) {
+    const __m256i order =
+        _mm256_setr_epi8(0, -1, 3, -1, 1, -1, 4, -1, 2, -1, 5, -1, -1, -1, -1, -1,  //
+                         0, -1, 3, -1, 1, -1, 4, -1, 2, -1, 5, -1, -1, -1, -1, -1);
+    const __m256i rowBase = _mm256_setr_epi32(1024, 1024, 1024, 1024, 0, 0, 0, 0);
+    const __m256i rowSign = _mm256_setr_epi32(-1, -1, -1, -1, 1, 1, 1, 1);
+    // The source pixels of a warped row do not follow one another, so they
+    // are fetched a few pixels ahead.
+    constexpr std::size_t kAhead = 16;
+    for (std::size_t i = 0; i < n; ++i) {
+        if (i + kAhead < n) {
+            const BYTE* ahead = bits + off[i + kAhead];
+            _mm_prefetch(reinterpret_cast<const char*>(ahead), _MM_HINT_T0);
+            _mm_prefetch(reinterpret_cast<const char*>(ahead + stride), _MM_HINT_T0);
+        }
+        const BYTE* a = bits + off[i];
+        const __m128i top = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(a));
+        const __m128i bottom = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(a + stride));
+        __m256i v = _mm256_inserti128_si256(_mm256_castsi128_si256(top), bottom, 1);
+        v = _mm256_shuffle_epi8(v, order);
+        const __m256i across = _mm256_set1_epi32(wx[i]);
+        const __m256i down =
+            _mm256_add_epi32(rowBase, _mm256_sign_epi32(_mm256_set1_epi32(fy[i]), rowSign));
+        const __m256i h = _mm256_mullo_epi32(_mm256_madd_epi16(v, across), down);
+        __m128i sum = _mm_add_epi32(_mm256_castsi256_si128(h), _mm256_extracti128_si256(h, 1));
+        sum = _mm_srli_epi32(sum, 20);
+        sum = _mm_packus_epi16(_mm_packus_epi32(sum, sum), sum);
+        const std::uint32_t px = static_cast<std::uint32_t>(_mm_cvtsi128_si32(sum));
+        // Four bytes at a time, the fourth overwritten by the next pixel;
+        // the last pixel of the run stores exactly three.
+        if (i + 1 < n) {
+            std::memcpy(dst + 3 * i, &px, 4);
+        } else {
+            std::memcpy(dst + 3 * i, &px, 3);
+        }
+    }
+}
+#endif
+
+// Samples one output row of positions whose neighbours lie inside the
+// picture (0 <= ix <= width - 3 and 0 <= iy <= height - 2, which the callers'
+// clamps give on pictures of five pixels or more, so that eight bytes read
+// from a neighbour's row stay inside it): the same 10-bit rule as Sample,
+// in a pass that turns positions into taps and a pass that blends.
+class RowSampler {
+  public:
+    explicit RowSampler(std::int64_t n)
+        : off_(static_cast<std::size_t>(n)), wx_(off_.size()), fy_(off_.size()) {}
+
+    // n at most the count given at construction.
+    void run(const Frame24& f, const double* sx, const double* sy, std::size_t n, BYTE* dst) {
+#ifdef VELLUM_DISTORT_AVX2
+        if (HasAvx2()) {
+            TapsAvx2(sx, sy, n, f.stride, off_.data(), wx_.data(), fy_.data());
+            BlendAvx2(f.bits, f.stride, off_.data(), wx_.data(), fy_.data(), n, dst);
+            return;
+        }
+#endif
+        const std::int64_t stride = f.stride;
+        for (std::size_t i = 0; i < n; ++i) {
+            const auto ix = static_cast<std::int32_t>(sx[i]);
+            const auto iy = static_cast<std::int32_t>(sy[i]);
+            const auto fx = static_cast<std::int32_t>((sx[i] - static_cast<double>(ix)) * 1024.0);
+            const auto fy = static_cast<std::int32_t>((sy[i] - static_cast<double>(iy)) * 1024.0);
+            const BYTE* a = f.bits + iy * stride + 3 * std::int64_t{ix};
+            const BYTE* c = a + stride;
+            for (int k = 0; k < 3; ++k) {
+                const int low = a[k] * (1024 - fx) + a[k + 3] * fx;
+                const int high = c[k] * (1024 - fx) + c[k + 3] * fx;
+                dst[3 * i + k] = static_cast<BYTE>((high * fy + low * (1024 - fy)) >> 20);
+            }
+        }
+    }
+
+  private:
+    std::vector<std::int32_t> off_, wx_, fy_;
+};
+
+// Ripple positions of one row: column x0 + j moves by m[step x j] (step 1
+// right of the centre, -1 left of it, reading the shared table outwards)
+// along its offset from the centre. A position at or below 2.0 becomes 1.5,
+// one at or above size - 3 becomes size - 2.5. Finite arguments keep every
+// position finite; a NaN would sample at 0 as Sample does.
+void DropRowPlain(const double* m, std::int64_t step, std::int64_t n, double x0, double cx,
+                  double y, double dy, double w, double hgt, double* sx, double* sy) {
+    for (std::int64_t j = 0; j < n; ++j) {
+        const double x = x0 + static_cast<double>(j);
+        const double dx = x - cx;
+        double u = y + dy * m[step * j];
+        double v = x + dx * m[step * j];
+        u = u <= 2.0 ? 1.5 : (u >= hgt - 3.0 ? hgt - 2.5 : u);
+        v = v <= 2.0 ? 1.5 : (v >= w - 3.0 ? w - 2.5 : v);
+        sy[j] = u >= 1.5 ? u : 0.0;
+        sx[j] = v >= 1.5 ? v : 0.0;
+    }
+}
+
+// Swirl positions of one row at offset dy from the centre, S and C the
+// sine and cosine of each column's turn (read as for the ripple); clamped
+// to 2.0 .. size - 3, NaN (from a non-finite angle) to 2.0.
+void SwirlRowPlain(const double* sines, const double* cosines, std::int64_t step, std::int64_t n,
+                   double x0, double cx, double cy, double dy, double w, double hgt, double* sx,
+                   double* sy) {
+    for (std::int64_t i = 0; i < n; ++i) {
+        const double dx = (x0 + static_cast<double>(i)) - cx;
+        const double S = sines[step * i], C = cosines[step * i];
+        double u = cx + dx * C - dy * S;
+        double v = cy + dx * S + dy * C;
+        u = u >= 2.0 ? (u > w - 3.0 ? w - 3.0 : u) : 2.0;
+        v = v >= 2.0 ? (v > hgt - 3.0 ? hgt - 3.0 : v) : 2.0;
+        sx[i] = u;
+        sy[i] = v;
+    }
+}
+
+#ifdef VELLUM_DISTORT_AVX2
+// The same expressions four columns at a time: each product and sum is the
+// same IEEE operation on the same operands (no fused multiply-add), and
+// the comparisons are ordered, so a NaN takes the branches it takes above.
+__attribute__((target("avx2"), always_inline)) inline __m256d DropClamp(__m256d v, __m256d two,
+                                                                        __m256d oneHalf,
+                                                                        __m256d far, __m256d end) {
+    // The low test wins where both hold (a side of five pixels).
+    __m256d r = _mm256_blendv_pd(v, end, _mm256_cmp_pd(v, far, _CMP_GE_OQ));
+    r = _mm256_blendv_pd(r, oneHalf, _mm256_cmp_pd(v, two, _CMP_LE_OQ));
+    return _mm256_and_pd(r, _mm256_cmp_pd(r, oneHalf, _CMP_GE_OQ));
+}
+
+__attribute__((target("avx2"), always_inline)) inline __m256d SwirlClamp(__m256d v, __m256d two,
+                                                                         __m256d far) {
+    const __m256d inside = _mm256_blendv_pd(v, far, _mm256_cmp_pd(v, far, _CMP_GT_OQ));
+    return _mm256_blendv_pd(two, inside, _mm256_cmp_pd(v, two, _CMP_GE_OQ));
+}
+
+// Four table entries for columns j .. j + 3, read outwards from the centre.
+__attribute__((target("avx2"), always_inline)) inline __m256d TableAt(const double* t,
+                                                                      std::int64_t step,
+                                                                      std::int64_t j) {
+    if (step > 0) return _mm256_loadu_pd(t + j);
+    return _mm256_permute4x64_pd(_mm256_loadu_pd(t - j - 3), 0x1B);
+}
+
+__attribute__((target("avx2"))) void DropRowAvx2(const double* m, std::int64_t step, std::int64_t n,
+                                                 double x0, double cx, double y, double dy,
+                                                 double w, double hgt, double* sx, double* sy) {
+    const __m256d vy = _mm256_set1_pd(y), vdy = _mm256_set1_pd(dy), vcx = _mm256_set1_pd(cx);
+    const __m256d two = _mm256_set1_pd(2.0), oneHalf = _mm256_set1_pd(1.5);
+    const __m256d farY = _mm256_set1_pd(hgt - 3.0), endY = _mm256_set1_pd(hgt - 2.5);
+    const __m256d farX = _mm256_set1_pd(w - 3.0), endX = _mm256_set1_pd(w - 2.5);
+    __m256d x = _mm256_setr_pd(x0, x0 + 1.0, x0 + 2.0, x0 + 3.0);
+    const __m256d four = _mm256_set1_pd(4.0);
+    std::int64_t j = 0;
+    for (; j + 4 <= n; j += 4, x = _mm256_add_pd(x, four)) {
+        const __m256d mj = TableAt(m, step, j);
+        const __m256d dx = _mm256_sub_pd(x, vcx);
+        const __m256d u = _mm256_add_pd(vy, _mm256_mul_pd(vdy, mj));
+        const __m256d v = _mm256_add_pd(x, _mm256_mul_pd(dx, mj));
+        _mm256_storeu_pd(sy + j, DropClamp(u, two, oneHalf, farY, endY));
+        _mm256_storeu_pd(sx + j, DropClamp(v, two, oneHalf, farX, endX));
+    }
+    if (j < n) {
+        DropRowPlain(m + step * j, step, n - j, x0 + static_cast<double>(j), cx, y, dy, w, hgt,
+                     sx + j, sy + j);
+    }
+}
+
+__attribute__((target("avx2"))) void SwirlRowAvx2(const double* sines, const double* cosines,
+                                                  std::int64_t step, std::int64_t n, double x0,
+                                                  double cx, double cy, double dy, double w,
+                                                  double hgt, double* sx, double* sy) {
+    const __m256d vcx = _mm256_set1_pd(cx), vcy = _mm256_set1_pd(cy), vdy = _mm256_set1_pd(dy);
+    const __m256d two = _mm256_set1_pd(2.0);
+    const __m256d farX = _mm256_set1_pd(w - 3.0), farY = _mm256_set1_pd(hgt - 3.0);
+    __m256d i4 = _mm256_setr_pd(x0, x0 + 1.0, x0 + 2.0, x0 + 3.0);
+    const __m256d four = _mm256_set1_pd(4.0);
+    std::int64_t i = 0;
+    for (; i + 4 <= n; i += 4, i4 = _mm256_add_pd(i4, four)) {
+        const __m256d s = TableAt(sines, step, i), c = TableAt(cosines, step, i);
+        const __m256d dx = _mm256_sub_pd(i4, vcx);
+        const __m256d u =
+            _mm256_sub_pd(_mm256_add_pd(vcx, _mm256_mul_pd(dx, c)), _mm256_mul_pd(vdy, s));
+        const __m256d v =
+            _mm256_add_pd(_mm256_add_pd(vcy, _mm256_mul_pd(dx, s)), _mm256_mul_pd(vdy, c));
+        _mm256_storeu_pd(sx + i, SwirlClamp(u, two, farX));
+        _mm256_storeu_pd(sy + i, SwirlClamp(v, two, farY));
+    }
+    if (i < n) {
+        SwirlRowPlain(sines + step * i, cosines + step * i, step, n - i,
+                      x0 + static_cast<double>(i), cx, cy, dy, w, hgt, sx + i, sy + i);
+    }
+}
+#endif
+
+void DropRow(const double* m, std::int64_t step, std::int64_t n, double x0, double cx, double y,
+             double dy, double w, double hgt, double* sx, double* sy) {
+#ifdef VELLUM_DISTORT_AVX2
+    if (HasAvx2()) return DropRowAvx2(m, step, n, x0, cx, y, dy, w, hgt, sx, sy);
+#endif
+    DropRowPlain(m, step, n, x0, cx, y, dy, w, hgt, sx, sy);
+}
+
+void SwirlRow(const double* sines, const double* cosines, std::int64_t step, std::int64_t n,
+              double x0, double cx, double cy, double dy, double w, double hgt, double* sx,
+              double* sy) {
+#ifdef VELLUM_DISTORT_AVX2
+    if (HasAvx2()) return SwirlRowAvx2(sines, cosines, step, n, x0, cx, cy, dy, w, hgt, sx, sy);
+#endif
+    SwirlRowPlain(sines, cosines, step, n, x0, cx, cy, dy, w, hgt, sx, sy);
+}
+
+// Values that depend on a^2 + b^2 only (a sum that does not depend on the
+// order), worked out at row b of the mirrored walk for a column a > b and
+// kept for row a, where the pair comes back as column b, for pairs below a
+// limit that keeps the triangle within 32 MiB. Used only when the walk is a
+// single strip, so that rows come in increasing order with every column;
+// otherwise, or without the room, it keeps nothing.
+class SwapCache {
+  public:
+    SwapCache(std::int64_t maxA, std::int64_t maxB, bool used) {
+        if (!used) return;
+        constexpr std::int64_t kBytes = std::int64_t{32} << 20;
+        std::int64_t limit = std::min(maxA, maxB) + 1;
+        while (limit > 1 && limit * (limit - 1) / 2 * 8 > kBytes) limit = limit * 15 / 16;
+        try {
+            table_.resize(static_cast<std::size_t>(limit * (limit - 1) / 2));
+            done_.assign(static_cast<std::size_t>(limit), 0);
+            limit_ = limit;
+        } catch (const std::bad_alloc&) {
+            table_.clear();
+            done_.clear();
+        }
+    }
+
+    // The value of (a, b) if row a kept it for column b > a.
+    bool take(std::int64_t a, std::int64_t b, double& out) const {
+        if (a >= b || b >= limit_ || !done_[a]) return false;
+        out = table_[static_cast<std::size_t>(b * (b - 1) / 2 + a)];
+        return true;
+    }
+
+    // At row b: keeps the value of column a for row a.
+    void keep(std::int64_t a, std::int64_t b, double v) {
+        if (a <= b || a >= limit_) return;
+        table_[static_cast<std::size_t>(a * (a - 1) / 2 + b)] = v;
+    }
+
+    // Row b has kept every column it will.
+    void finish(std::int64_t b) {
+        if (b < limit_) done_[b] = 1;
+    }
+
+  private:
+    std::vector<double> table_;
+    std::vector<char> done_;
+    std::int64_t limit_ = 0;
+};
+
+// Columns x0..x1 and rows y0..y1 around the centre (cx, cy), walked in
+// strips of |x - cx| and, within a strip, by |y - cy|: shared(ax0, ax1, ay)
+// works out what the up to four pixels (+-ax, +-ay) share for ax in
+// [ax0, ax1), then segment(y, xa, xb, ax0) handles row y's columns xa..xb,
+// whose |x - cx| all lie in [ax0, ax1). Strips bound the working rows;
+// they are wide because narrow ones measured no faster.
+constexpr std::int64_t kStrip = 4096;
+
+template <typename Shared, typename Segment>
+void ForMirroredStrips(std::int64_t x0, std::int64_t x1, std::int64_t y0, std::int64_t y1,
+                       std::int64_t cx, std::int64_t cy, Shared shared, Segment segment) {
+    const std::int64_t maxAx = std::max(std::abs(x0 - cx), std::abs(x1 - cx));
+    const std::int64_t maxAy = std::max(std::abs(y0 - cy), std::abs(y1 - cy));
+    for (std::int64_t s = 0; s <= maxAx; s += kStrip) {
+        const std::int64_t e = std::min(s + kStrip, maxAx + 1);
+        // Right of the centre cx + [s, e), left cx - [max(s, 1), e).
+        const std::int64_t from[2] = {std::max(cx + s, x0), std::max(cx - e + 1, x0)};
+        const std::int64_t to[2] = {std::min(cx + e - 1, x1),
+                                    std::min(cx - std::max<std::int64_t>(s, 1), x1)};
+        if (from[0] > to[0] && from[1] > to[1]) continue;
+        for (std::int64_t ay = 0; ay <= maxAy; ++ay) {
+            const std::int64_t rows[2] = {cy + ay, cy - ay};
+            const int count = ay == 0 ? 1 : 2;
+            bool any = false;
+            for (int i = 0; i < count; ++i) any |= rows[i] >= y0 && rows[i] <= y1;
+            if (!any) continue;
+            shared(s, e, ay);
+            for (int i = 0; i < count; ++i) {
+                if (rows[i] < y0 || rows[i] > y1) continue;
+                for (int side = 0; side < 2; ++side) {
+                    if (from[side] <= to[side]) segment(rows[i], from[side], to[side], s);
+                }
+            }
+        }
+    }
+}
+
+// The swirl on pictures below 5 x 5, where the clamps can leave the picture
+// and Sample pulls the neighbours back inside.
+int SpiralSmall(void*& bits, const Frame24& f, double angle, BYTE background) {
+    BYTE* out = NewFilled(f.stride * f.height, background);
+    if (!out) return 0;
+    const double w = static_cast<double>(f.width), hgt = static_cast<double>(f.height);
+    const double perRadius = angle * kRadiansPerDegree / std::sqrt(w * w + hgt * hgt);
+    const std::int64_t cx = f.width >> 1, cy = f.height >> 1;
+    auto clampTo = [](double v, double hi) {
+        if (!(v >= 2.0)) v = 2.0;
+        if (v > hi) v = hi;
+        return v;
+    };
+    for (std::int64_t y = -cy; y < f.height - cy; ++y) {
+        for (std::int64_t x = -cx; x < f.width - cx; ++x) {
+            const double dx = static_cast<double>(x), dy = static_cast<double>(y);
+            const double theta = std::sqrt(dx * dx + dy * dy) * perRadius;
+            const double S = std::sin(theta), C = std::cos(theta);
+            const double sx = clampTo(static_cast<double>(cx) + dx * C - dy * S, w - 3.0);
+            const double sy = clampTo(static_cast<double>(cy) + dx * S + dy * C, hgt - 3.0);
+            Sample(f, sx, sy, out + (y + cy) * f.stride + 3 * (x + cx));
+        }
+    }
+    CommitBits(bits, out);
+    return 1;
 }
 
 }  // namespace
@@ -171,9 +544,10 @@ int ThDrop(void*& bits, BITMAPINFO*& info, double centreX, double centreY, long 
     if (!(centreX >= 0.0 && centreX <= 1.0) || !(centreY >= 0.0 && centreY <= 1.0)) return 0;
     Frame24 f;
     if (!Prepare24(bits, info, f)) return 0;
-    BYTE* out = NewBits(f.stride * f.height);
+    // Every byte is written: the outer two rows and columns and the padding
+    // are copied, the inner pixels sampled.
+    BYTE* out = static_cast<BYTE*>(GlobalAllocChecked(GMEM_FIXED, f.stride * f.height));
     if (!out) return 0;
-    std::memcpy(out, f.bits, static_cast<std::size_t>(f.stride * f.height));
 
     const std::int64_t cx = TruncPos(static_cast<double>(f.width) * centreX);
     const std::int64_t cy = TruncPos(static_cast<double>(f.height) * centreY);
@@ -182,52 +556,55 @@ int ThDrop(void*& bits, BITMAPINFO*& info, double centreX, double centreY, long 
     const double phi = static_cast<double>(phase) * kDegreeFactor;
     const double w = static_cast<double>(f.width), hgt = static_cast<double>(f.height);
 
-    // m depends on dx^2 + dy^2 only: one sine per (|dx|, |dy|), shared by
-    // the pixels mirrored about the centre's row and column.
     const std::int64_t x0 = 2, x1 = f.width - 3, y0 = 2, y1 = f.height - 3;
     if (y1 < y0 || x1 < x0) {
+        std::memcpy(out, f.bits, static_cast<std::size_t>(f.stride * f.height));
         CommitBits(bits, out);
         return 1;
     }
-    const std::int64_t maxAdx = std::max(std::abs(x0 - cx), std::abs(x1 - cx));
-    const std::int64_t maxAdy = std::max(std::abs(y0 - cy), std::abs(y1 - cy));
-    std::vector<double> ripple(static_cast<std::size_t>(maxAdx + 1));
-    for (std::int64_t ady = 0; ady <= maxAdy; ++ady) {
-        const std::int64_t rows[2] = {cy + ady, cy - ady};
-        const int count = ady == 0 ? 1 : 2;
-        bool any = false;
-        for (int i = 0; i < count; ++i) any |= rows[i] >= y0 && rows[i] <= y1;
-        if (!any) continue;
-        const double fdy = static_cast<double>(ady);
-        for (std::int64_t adx = 0; adx <= maxAdx; ++adx) {
-            const double fdx = static_cast<double>(adx);
-            const double d = std::sqrt(fdx * fdx + fdy * fdy);
-            ripple[adx] = std::sin(d * k + phi) * a / (d + 50.0);
-        }
-        for (int i = 0; i < count; ++i) {
-            const std::int64_t y = rows[i];
-            if (y < y0 || y > y1) continue;
-            BYTE* dst = out + y * f.stride;
-            const double dy = static_cast<double>(y - cy);
-            for (std::int64_t x = x0; x <= x1; ++x) {
-                const double dx = static_cast<double>(x - cx);
-                const double m = ripple[x < cx ? cx - x : x - cx];
-                double sy = static_cast<double>(y) + dy * m;
-                double sx = static_cast<double>(x) + dx * m;
-                if (sy <= 2.0) {
-                    sy = 1.5;
-                } else if (sy >= hgt - 3.0) {
-                    sy = hgt - 2.5;
-                }
-                if (sx <= 2.0) {
-                    sx = 1.5;
-                } else if (sx >= w - 3.0) {
-                    sx = w - 2.5;
-                }
-                Sample(f, sx, sy, dst + 3 * x);
-            }
+    for (std::int64_t y = 0; y < f.height; ++y) {
+        BYTE* dst = out + y * f.stride;
+        const BYTE* src = f.row(y);
+        if (y < y0 || y > y1) {
+            std::memcpy(dst, src, static_cast<std::size_t>(f.stride));
+        } else {
+            std::memcpy(dst, src, 3 * x0);
+            std::memcpy(dst + 3 * (x1 + 1), src + 3 * (x1 + 1),
+                        static_cast<std::size_t>(f.stride - 3 * (x1 + 1)));
         }
     }
+
+    // m depends on dx^2 + dy^2 only: one sine per (|dx|, |dy|), shared by
+    // the pixels mirrored about the centre's row and column.
+    std::vector<double> ripple(kStrip), sx(kStrip), sy(kStrip);
+    RowSampler sampler(kStrip);
+    const std::int64_t maxAdx = std::max(std::abs(x0 - cx), std::abs(x1 - cx));
+    const std::int64_t maxAdy = std::max(std::abs(y0 - cy), std::abs(y1 - cy));
+    SwapCache swapped(maxAdx, maxAdy, maxAdx < kStrip);
+    auto shared = [&](std::int64_t ax0, std::int64_t ax1, std::int64_t ady) {
+        const double fdy = static_cast<double>(ady);
+        for (std::int64_t adx = ax0; adx < ax1; ++adx) {
+            double m = 0.0;
+            if (!swapped.take(adx, ady, m)) {
+                const double fdx = static_cast<double>(adx);
+                const double d = std::sqrt(fdx * fdx + fdy * fdy);
+                m = std::sin(d * k + phi) * a / (d + 50.0);
+                swapped.keep(adx, ady, m);
+            }
+            ripple[adx - ax0] = m;
+        }
+        swapped.finish(ady);
+    };
+    auto segment = [&](std::int64_t y, std::int64_t xa, std::int64_t xb, std::int64_t ax0) {
+        const std::int64_t n = xb - xa + 1;
+        const std::int64_t step = xa < cx ? -1 : 1;
+        const double* first = ripple.data() + (xa < cx ? cx - xa : xa - cx) - ax0;
+        DropRow(first, step, n, static_cast<double>(xa), static_cast<double>(cx),
+                static_cast<double>(y), static_cast<double>(y - cy), w, hgt, sx.data(), sy.data());
+        sampler.run(f, sx.data(), sy.data(), static_cast<std::size_t>(n),
+                    out + y * f.stride + 3 * xa);
+    };
+    ForMirroredStrips(x0, x1, y0, y1, cx, cy, shared, segment);
     CommitBits(bits, out);
     return 1;
 }
@@ -358,49 +735,45 @@ int ThSpiral(void*& bits, BITMAPINFO*& info, double angle, unsigned char backgro
     if (angle == 0.0) return 1;
     Frame24 f;
     if (!Prepare24(bits, info, f)) return 0;
-    BYTE* out = NewFilled(f.stride * f.height, background);
+    if (f.width < 5 || f.height < 5) return SpiralSmall(bits, f, angle, background);
+    // Every pixel is written; the padding gets the background.
+    BYTE* out = static_cast<BYTE*>(GlobalAllocChecked(GMEM_FIXED, f.stride * f.height));
     if (!out) return 0;
+    for (std::int64_t y = 0; y < f.height; ++y) {
+        std::memset(out + y * f.stride + 3 * f.width, background,
+                    static_cast<std::size_t>(f.stride - 3 * f.width));
+    }
 
     const double w = static_cast<double>(f.width), hgt = static_cast<double>(f.height);
     const double diagonal = std::sqrt(w * w + hgt * hgt);
     const double perRadius = angle * kRadiansPerDegree / diagonal;
     const std::int64_t cx = f.width >> 1, cy = f.height >> 1;
-    const std::int64_t xFirst = -cx, xLast = f.width - cx - 1;
-    const std::int64_t yFirst = -cy, yLast = f.height - cy - 1;
+    const double fcx = static_cast<double>(cx), fcy = static_cast<double>(cy);
 
     // r depends on |x| and |y| only: one sine and cosine per distinct pair,
     // shared by the up to four pixels (+-x, +-y).
-    const std::int64_t maxX = std::max(-xFirst, xLast), maxY = std::max(-yFirst, yLast);
-    std::vector<double> sines(static_cast<std::size_t>(maxX + 1));
-    std::vector<double> cosines(static_cast<std::size_t>(maxX + 1));
-    auto clampTo = [](double v, double hi) {
-        if (!(v >= 2.0)) v = 2.0;
-        if (v > hi) v = hi;
-        return v;
-    };
-    for (std::int64_t ay = 0; ay <= maxY; ++ay) {
+    std::vector<double> sines(kStrip), cosines(kStrip), sx(kStrip), sy(kStrip);
+    RowSampler sampler(kStrip);
+    // (Keeping the swapped pairs as the drop does measured no faster here.)
+    auto shared = [&](std::int64_t ax0, std::int64_t ax1, std::int64_t ay) {
         const double fy = static_cast<double>(ay);
-        for (std::int64_t ax = 0; ax <= maxX; ++ax) {
+        for (std::int64_t ax = ax0; ax < ax1; ++ax) {
             const double fx = static_cast<double>(ax);
             const double theta = std::sqrt(fx * fx + fy * fy) * perRadius;
-            sines[ax] = std::sin(theta);
-            cosines[ax] = std::cos(theta);
+            sines[ax - ax0] = std::sin(theta);
+            cosines[ax - ax0] = std::cos(theta);
         }
-        for (int side = 0; side < (ay == 0 ? 1 : 2); ++side) {
-            const std::int64_t y = side ? -ay : ay;
-            if (y < yFirst || y > yLast) continue;
-            BYTE* dst = out + (y + cy) * f.stride;
-            const double dy = static_cast<double>(y);
-            for (std::int64_t x = xFirst; x <= xLast; ++x) {
-                const std::int64_t ax = x < 0 ? -x : x;
-                const double S = sines[ax], C = cosines[ax];
-                const double dx = static_cast<double>(x);
-                const double sx = clampTo(static_cast<double>(cx) + dx * C - dy * S, w - 3.0);
-                const double sy = clampTo(static_cast<double>(cy) + dx * S + dy * C, hgt - 3.0);
-                Sample(f, sx, sy, dst + 3 * (x + cx));
-            }
-        }
-    }
+    };
+    auto segment = [&](std::int64_t y, std::int64_t xa, std::int64_t xb, std::int64_t ax0) {
+        const std::int64_t n = xb - xa + 1;
+        const std::int64_t step = xa < cx ? -1 : 1;
+        const std::int64_t t = (xa < cx ? cx - xa : xa - cx) - ax0;
+        SwirlRow(sines.data() + t, cosines.data() + t, step, n, static_cast<double>(xa), fcx, fcy,
+                 static_cast<double>(y - cy), w, hgt, sx.data(), sy.data());
+        sampler.run(f, sx.data(), sy.data(), static_cast<std::size_t>(n),
+                    out + y * f.stride + 3 * xa);
+    };
+    ForMirroredStrips(0, f.width - 1, 0, f.height - 1, cx, cy, shared, segment);
     CommitBits(bits, out);
     return 1;
 }

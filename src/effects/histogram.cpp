@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "dib/pixel_rows.h"
+#include "effects/byte_map.h"
 #include "effects/effect_frame.h"
 
 using vellum::effects::DescribePair;
@@ -101,9 +102,10 @@ bool ThEqualizeImage(void*& bits, BITMAPINFO*& info) {
     }
 
     if (depth == 24) {
+        const vellum::effects::ByteMap levels(level);
         for (std::int64_t y = 0; y + 1 < height; ++y) {
             BYTE* row = static_cast<BYTE*>(bits) + y * stride;
-            for (std::int64_t b = 0; b < 3 * width; ++b) row[b] = level[row[b]];
+            levels.apply(row, row, static_cast<std::size_t>(3 * width));
         }
         return true;
     }

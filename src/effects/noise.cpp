@@ -5,11 +5,18 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <memory>
 #include <new>
 #include <random>
 #include <vector>
 
 #include "effects/effect_frame.h"
+
+#if defined(__x86_64__) && defined(__GNUC__)
+#include <immintrin.h>
+#elif defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 using vellum::effects::ClampIndex;
 using vellum::effects::CommitBits;
@@ -72,15 +79,21 @@ double NoiseValue(int p, unsigned kind) {
     }
 }
 
-// Planes of the despeckle, released together.
+// Planes of the despeckle, zero-filled and released together. They come
+// from calloc, so pages the work never touches (the scratch plane, whose
+// rows now live in small rings, and the fifth plane) cost nothing.
 struct Planes {
-    std::vector<BYTE> plane[5];
+    struct Free {
+        void operator()(BYTE* p) const { std::free(p); }
+    };
+    std::unique_ptr<BYTE, Free> plane[5];
     bool allocate(std::size_t bytes) {
-        try {
-            for (auto& p : plane) p.assign(bytes, 0);
-        } catch (const std::bad_alloc&) {
-            for (auto& p : plane) std::vector<BYTE>().swap(p);
-            return false;
+        for (auto& p : plane) {
+            p.reset(static_cast<BYTE*>(std::calloc(bytes, 1)));
+            if (!p) {
+                for (auto& q : plane) q.reset();
+                return false;
+            }
         }
         return true;
     }
@@ -140,6 +153,196 @@ int ThGenerateNoise(void*& bits, BITMAPINFO*& info, short noiseType, int amount)
     return 1;
 }
 
+namespace {
+
+// The two steps of a hull on one row of n bytes. First step: v[i] moves one
+// level towards r[i] (up when r > v; down when v > r + 1 as a byte). Second
+// step: v[i] moves one level when both s[i] + 1 (as a byte) and r[i] lie on
+// the same side of it (strictly; see the rule in noise.h). Sixteen bytes at a
+// time with unsigned saturating differences as comparisons; a difference is
+// non-zero exactly when the first operand is the larger.
+#if defined(__x86_64__) && defined(__GNUC__)
+#define VELLUM_HULL_AVX2 1
+bool HasAvx2() {
+    static const bool has = __builtin_cpu_supports("avx2");
+    return has;
+}
+
+// The SSE2 loops below, thirty-two bytes at a time; they return how many
+// bytes they did.
+__attribute__((target("avx2"))) std::int64_t HullFirstAvx2(const BYTE* v, const BYTE* r, BYTE* out,
+                                                           std::int64_t n, bool up) {
+    const __m256i zero = _mm256_setzero_si256(), one = _mm256_set1_epi8(1);
+    std::int64_t i = 0;
+    for (; i + 32 <= n; i += 32) {
+        const __m256i a = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(v + i));
+        const __m256i b = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(r + i));
+        __m256i res;
+        if (up) {
+            const __m256i still = _mm256_cmpeq_epi8(_mm256_subs_epu8(b, a), zero);
+            res = _mm256_add_epi8(a, _mm256_andnot_si256(still, one));
+        } else {
+            const __m256i still =
+                _mm256_cmpeq_epi8(_mm256_subs_epu8(a, _mm256_add_epi8(b, one)), zero);
+            res = _mm256_sub_epi8(a, _mm256_andnot_si256(still, one));
+        }
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + i), res);
+    }
+    return i;
+}
+
+__attribute__((target("avx2"))) std::int64_t HullSecondAvx2(const BYTE* v, const BYTE* r,
+                                                            const BYTE* s, BYTE* out,
+                                                            std::int64_t n, bool up) {
+    const __m256i zero = _mm256_setzero_si256(), one = _mm256_set1_epi8(1);
+    std::int64_t i = 0;
+    for (; i + 32 <= n; i += 32) {
+        const __m256i a = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(v + i));
+        const __m256i b = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(r + i));
+        const __m256i c =
+            _mm256_add_epi8(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + i)), one);
+        if (up) {
+            const __m256i still = _mm256_or_si256(_mm256_cmpeq_epi8(_mm256_subs_epu8(c, a), zero),
+                                                  _mm256_cmpeq_epi8(_mm256_subs_epu8(b, a), zero));
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + i),
+                                _mm256_add_epi8(a, _mm256_andnot_si256(still, one)));
+        } else {
+            const __m256i still = _mm256_or_si256(_mm256_cmpeq_epi8(_mm256_subs_epu8(a, c), zero),
+                                                  _mm256_cmpeq_epi8(_mm256_subs_epu8(a, b), zero));
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + i),
+                                _mm256_sub_epi8(a, _mm256_andnot_si256(still, one)));
+        }
+    }
+    return i;
+}
+#endif
+
+void HullFirstRow(const BYTE* v, const BYTE* r, BYTE* out, std::int64_t n, bool up) {
+    std::int64_t i = 0;
+#ifdef VELLUM_HULL_AVX2
+    if (HasAvx2()) i = HullFirstAvx2(v, r, out, n, up);
+#endif
+#if defined(__SSE2__)
+    const __m128i zero = _mm_setzero_si128(), one = _mm_set1_epi8(1);
+    for (; i + 16 <= n; i += 16) {
+        const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(v + i));
+        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(r + i));
+        __m128i res;
+        if (up) {
+            const __m128i still = _mm_cmpeq_epi8(_mm_subs_epu8(b, a), zero);
+            res = _mm_add_epi8(a, _mm_andnot_si128(still, one));
+        } else {
+            const __m128i still = _mm_cmpeq_epi8(_mm_subs_epu8(a, _mm_add_epi8(b, one)), zero);
+            res = _mm_sub_epi8(a, _mm_andnot_si128(still, one));
+        }
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), res);
+    }
+#endif
+    for (; i < n; ++i) {
+        int x = v[i];
+        if (up) {
+            if (r[i] > x) ++x;
+        } else if (x > static_cast<BYTE>(r[i] + 1)) {
+            --x;
+        }
+        out[i] = static_cast<BYTE>(x);
+    }
+}
+
+void HullSecondRow(const BYTE* v, const BYTE* r, const BYTE* s, BYTE* out, std::int64_t n,
+                   bool up) {
+    std::int64_t i = 0;
+#ifdef VELLUM_HULL_AVX2
+    if (HasAvx2()) i = HullSecondAvx2(v, r, s, out, n, up);
+#endif
+#if defined(__SSE2__)
+    const __m128i zero = _mm_setzero_si128(), one = _mm_set1_epi8(1);
+    for (; i + 16 <= n; i += 16) {
+        const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(v + i));
+        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(r + i));
+        const __m128i c =
+            _mm_add_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(s + i)), one);
+        __m128i still;
+        if (up) {
+            still = _mm_or_si128(_mm_cmpeq_epi8(_mm_subs_epu8(c, a), zero),
+                                 _mm_cmpeq_epi8(_mm_subs_epu8(b, a), zero));
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i),
+                             _mm_add_epi8(a, _mm_andnot_si128(still, one)));
+        } else {
+            still = _mm_or_si128(_mm_cmpeq_epi8(_mm_subs_epu8(a, c), zero),
+                                 _mm_cmpeq_epi8(_mm_subs_epu8(a, b), zero));
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i),
+                             _mm_sub_epi8(a, _mm_andnot_si128(still, one)));
+        }
+    }
+#endif
+    for (; i < n; ++i) {
+        int x = v[i];
+        const int s1 = static_cast<BYTE>(s[i] + 1);
+        if (up) {
+            if (s1 > x && r[i] > x) ++x;
+        } else if (s1 < x && r[i] < x) {
+            --x;
+        }
+        out[i] = static_cast<BYTE>(x);
+    }
+}
+
+// A hull step with an offset of at most one pixel each way, on separate
+// planes f and g, in one sweep: the first step of row y + 1 (which reads f
+// rows y .. y + 2) runs before the second step of row y writes f row y, so
+// each row's second step sees the first step's rows around it, as when the
+// steps run over the whole plane one after the other.
+void HullNear(std::int64_t xOffset, std::int64_t yOffset, bool up, std::int64_t columns,
+              std::int64_t rows, BYTE* f, BYTE* g) {
+    const std::int64_t span = columns + 2;
+    const std::int64_t offset = yOffset * span + xOffset;
+    auto first = [&](std::int64_t y) {
+        const std::int64_t p = y * span + 1;
+        HullFirstRow(f + p, f + p + offset, g + p, columns, up);
+    };
+    first(1);
+    for (std::int64_t y = 1; y <= rows; ++y) {
+        if (y < rows) first(y + 1);
+        const std::int64_t p = y * span + 1;
+        HullSecondRow(g + p, g + p + offset, g + p - offset, f + p, columns, up);
+    }
+}
+
+// The despeckle's sixteen hull steps on one channel plane in a single
+// sweep. Step j works two rows behind step j - 1: its first step on row
+// y + 1 reads plane rows y .. y + 2, which step j - 1 has finished and no
+// later step has touched; each step keeps the three rows of its first step
+// that its second step reads in a ring of its own, whose border stays 0 as
+// the scratch plane's does, and row rows + 1 is cleared rather than worked.
+void HullSweep(const int (&xOffset)[16], const int (&yOffset)[16], const bool (&up)[16],
+               std::int64_t columns, std::int64_t rows, BYTE* f) {
+    const std::int64_t span = columns + 2;
+    std::vector<BYTE> rings(static_cast<std::size_t>(16 * 3 * span), 0);
+    auto ringRow = [&](int j, std::int64_t y) { return rings.data() + (j * 3 + y % 3) * span; };
+    for (std::int64_t t = 0; t <= rows + 2 * 15; ++t) {
+        for (int j = 0; j < 16; ++j) {
+            const std::int64_t y = t - 2 * j;
+            if (y < 0 || y > rows) continue;
+            const std::int64_t next = y + 1;
+            if (next <= rows) {
+                const std::int64_t p = next * span + 1;
+                HullFirstRow(f + p, f + p + yOffset[j] * span + xOffset[j], ringRow(j, next) + 1,
+                             columns, up[j]);
+            } else {
+                std::memset(ringRow(j, next) + 1, 0, static_cast<std::size_t>(columns));
+            }
+            if (y == 0) continue;
+            const BYTE* g = ringRow(j, y) + 1;
+            const BYTE* r = ringRow(j, y + yOffset[j]) + 1 + xOffset[j];
+            const BYTE* back = ringRow(j, y - yOffset[j]) + 1 - xOffset[j];
+            HullSecondRow(g, r, back, f + y * span + 1, columns, up[j]);
+        }
+    }
+}
+
+}  // namespace
+
 void ThHull(int xOffset, int yOffset, int polarity, unsigned columns, unsigned rows,
             unsigned char* f, unsigned char* g) {
     if (!f || !g || columns == 0 || rows == 0) return;
@@ -147,6 +350,11 @@ void ThHull(int xOffset, int yOffset, int polarity, unsigned columns, unsigned r
     const std::int64_t total = span * (static_cast<std::int64_t>(rows) + 2);
     const std::int64_t offset = static_cast<std::int64_t>(yOffset) * span + xOffset;
     const bool near = xOffset >= -1 && xOffset <= 1 && yOffset >= -1 && yOffset <= 1;
+    const bool apart = f + total <= g || g + total <= f;
+    if (near && apart) {
+        HullNear(xOffset, yOffset, polarity >= 1, columns, rows, f, g);
+        return;
+    }
     auto at = [&](const unsigned char* plane, std::int64_t q) -> int {
         return near || (q >= 0 && q < total) ? plane[q] : 0;
     };
@@ -187,38 +395,41 @@ int ThDespeckleImage(void*& bits, BITMAPINFO*& info) {
     Planes planes;
     if (!planes.allocate(static_cast<std::size_t>(span * (fr.height + 2)))) return 0;
 
-    // Planes 0, 1, 2 hold red, green and blue; 3 is the scratch plane and 4
-    // is only held alongside, as the interface does.
+    // Planes 0, 1, 2 hold red, green and blue; 3 (the scratch plane, whose
+    // rows the sweep keeps in rings) and 4 are only held alongside, as the
+    // interface does.
     for (std::int64_t y = 0; y < fr.height; ++y) {
         const BYTE* src = fr.row(y);
         const std::int64_t base = (y + 1) * span + 1;
         for (std::int64_t x = 0; x < fr.width; ++x) {
-            planes.plane[0][base + x] = src[3 * x + 2];
-            planes.plane[1][base + x] = src[3 * x + 1];
-            planes.plane[2][base + x] = src[3 * x];
+            planes.plane[0].get()[base + x] = src[3 * x + 2];
+            planes.plane[1].get()[base + x] = src[3 * x + 1];
+            planes.plane[2].get()[base + x] = src[3 * x];
         }
     }
+    // For each of the directions (0, 1), (1, 0), (1, 1), (-1, 1): raise
+    // along it, raise against it, lower against it, lower along it.
     static constexpr int kX[4] = {0, 1, 1, -1};
     static constexpr int kY[4] = {1, 0, 1, 1};
-    const auto columns = static_cast<unsigned>(fr.width), rows = static_cast<unsigned>(fr.height);
-    BYTE* scratch = planes.plane[3].data();
-    for (int c = 0; c < 3; ++c) {
-        BYTE* plane = planes.plane[c].data();
-        std::fill(planes.plane[3].begin(), planes.plane[3].end(), 0);
-        for (int k = 0; k < 4; ++k) {
-            ThHull(kX[k], kY[k], 1, columns, rows, plane, scratch);
-            ThHull(-kX[k], -kY[k], 1, columns, rows, plane, scratch);
-            ThHull(-kX[k], -kY[k], -1, columns, rows, plane, scratch);
-            ThHull(kX[k], kY[k], -1, columns, rows, plane, scratch);
+    int xOffset[16], yOffset[16];
+    bool up[16];
+    for (int k = 0; k < 4; ++k) {
+        const int sign[4] = {1, -1, -1, 1};
+        for (int i = 0; i < 4; ++i) {
+            xOffset[4 * k + i] = sign[i] * kX[k];
+            yOffset[4 * k + i] = sign[i] * kY[k];
+            up[4 * k + i] = i < 2;
         }
     }
+    for (int c = 0; c < 3; ++c)
+        HullSweep(xOffset, yOffset, up, fr.width, fr.height, planes.plane[c].get());
     for (std::int64_t y = 0; y < fr.height; ++y) {
         BYTE* dst = fr.row(y);
         const std::int64_t base = (y + 1) * span + 1;
         for (std::int64_t x = 0; x < fr.width; ++x) {
-            dst[3 * x + 2] = planes.plane[0][base + x];
-            dst[3 * x + 1] = planes.plane[1][base + x];
-            dst[3 * x] = planes.plane[2][base + x];
+            dst[3 * x + 2] = planes.plane[0].get()[base + x];
+            dst[3 * x + 1] = planes.plane[1].get()[base + x];
+            dst[3 * x] = planes.plane[2].get()[base + x];
         }
     }
     info->bmiHeader.biBitCount = 24;

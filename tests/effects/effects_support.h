@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cmath>
+#include <random>
 #include <vector>
 
 #include "support/dib_fixture.h"
@@ -19,6 +20,14 @@ inline void MakePattern(Pair& p, int width, int height) {
                    static_cast<BYTE>((30 * x + 3 * y + 14) % 256));
         }
     }
+}
+
+// A 24-bit picture of random bytes, row padding included, so that a result
+// that touches the padding or reads a wrong neighbour shows.
+inline void MakeRandom(Pair& p, int width, int height, std::mt19937& rng) {
+    Make(p, width, height, 24);
+    auto* b = static_cast<BYTE*>(p.bits);
+    for (std::int64_t i = 0; i < VellumDibImageSize(p.h()); ++i) b[i] = static_cast<BYTE>(rng());
 }
 
 inline void Fill24(Pair& p, int width, int height, BYTE b, BYTE g, BYTE r) {

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <random>
+
 #include "effects/effects_support.h"
 
 using vtest::Fill24;
@@ -115,4 +118,44 @@ TEST(Normalize, PaletteCountsWithReversedWeights) {
     EXPECT_EQ(p.table()[1].rgbBlue, 139);  // 254 x 49 / 89
     EXPECT_EQ(p.row(0)[0], 1);
     EXPECT_EQ(p.row(9)[9], 0);
+}
+
+TEST(Equalize, MatchesTheRuleOnRandomPictures) {
+    // Random pictures of every width class (row padding, tails shorter than
+    // any block the mapping works in), with spread, narrow and single-level
+    // content; padding bytes are random and must survive.
+    std::mt19937 rng(7031);
+    for (int round = 0; round < 120; ++round) {
+        SCOPED_TRACE(round);
+        const int w = 1 + static_cast<int>(rng() % (round % 4 == 0 ? 300 : 70));
+        const int h = 1 + static_cast<int>(rng() % 9);
+        Pair p;
+        vtest::MakeRandom(p, w, h, rng);
+        const int spread = std::array<int, 4>{256, 40, 3, 1}[round % 4];
+        const int base = static_cast<int>(rng() % (257 - spread));
+        for (int y = 0; y < h; ++y) {
+            for (int b = 0; b < 3 * w; ++b) p.row(y)[b] = static_cast<BYTE>(base + rng() % spread);
+        }
+
+        std::vector<BYTE> expect = p.bytes();
+        const std::int64_t stride = VellumDibStride(24, w);
+        unsigned map[256] = {};
+        for (int y = 0; y < h; ++y) {
+            for (int x = 0; x < w; ++x) {
+                const BYTE* q = &expect[y * stride + 3 * x];
+                ++map[(29 * q[0] + 150 * q[1] + 77 * q[2]) >> 8];
+            }
+        }
+        for (int i = 1; i < 256; ++i) map[i] += map[i - 1];
+        const unsigned low = map[0];
+        const unsigned range = map[255] - low < 2 ? 1 : map[255] - low;
+        for (int y = 0; y + 1 < h; ++y) {
+            for (int b = 0; b < 3 * w; ++b) {
+                BYTE& c = expect[y * stride + b];
+                c = static_cast<BYTE>(static_cast<int>((map[c] - low) * 255.0 / range));
+            }
+        }
+        ASSERT_TRUE(ThEqualizeImage(p.bits, p.info));
+        ASSERT_EQ(p.bytes(), expect) << w << "x" << h;
+    }
 }

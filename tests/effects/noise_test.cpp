@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <random>
 #include <set>
 
@@ -224,4 +225,122 @@ TEST(Spread, OffsetsAreBitMasksAndRefusals) {
     Make(p, 5, 5, 8);
     EXPECT_EQ(ThSpreadImage(p.bits, p.info, 50), 1);
     EXPECT_EQ(p.h().biBitCount, 8);
+}
+
+namespace {
+
+// The hull step and the despeckle written straight from their rules, pass by
+// pass over whole planes, for comparison on random pictures.
+void HullLiteral(int xOffset, int yOffset, int polarity, int columns, int rows, BYTE* f, BYTE* g) {
+    const int span = columns + 2;
+    const int offset = yOffset * span + xOffset;
+    for (int y = 1; y <= rows; ++y) {
+        for (int x = 1; x <= columns; ++x) {
+            const int p = y * span + x;
+            int v = f[p];
+            const int r = f[p + offset];
+            if (polarity >= 1) {
+                if (r > v) v = v + 1;
+            } else if (v > static_cast<BYTE>(r + 1)) {
+                v = v - 1;
+            }
+            g[p] = static_cast<BYTE>(v);
+        }
+    }
+    for (int y = 1; y <= rows; ++y) {
+        for (int x = 1; x <= columns; ++x) {
+            const int p = y * span + x;
+            int v = g[p];
+            const int r = g[p + offset];
+            const int s1 = static_cast<BYTE>(g[p - offset] + 1);
+            if (polarity >= 1) {
+                if (s1 > v && r > v) v = v + 1;
+            } else if (s1 < v && r < v) {
+                v = v - 1;
+            }
+            f[p] = static_cast<BYTE>(v);
+        }
+    }
+}
+
+std::vector<BYTE> DespeckleLiteral(Pair& src) {
+    const int w = src.h().biWidth, h = src.h().biHeight, span = w + 2;
+    std::vector<BYTE> planes[4];
+    for (auto& plane : planes) plane.assign(static_cast<std::size_t>(span * (h + 2)), 0);
+    for (int y = 0; y < h; ++y) {
+        for (int x = 0; x < w; ++x) {
+            for (int c = 0; c < 3; ++c)
+                planes[c][(y + 1) * span + x + 1] = src.row(y)[3 * x + 2 - c];
+        }
+    }
+    const int kx[4] = {0, 1, 1, -1}, ky[4] = {1, 0, 1, 1};
+    for (int c = 0; c < 3; ++c) {
+        std::fill(planes[3].begin(), planes[3].end(), 0);
+        for (int k = 0; k < 4; ++k) {
+            HullLiteral(kx[k], ky[k], 1, w, h, planes[c].data(), planes[3].data());
+            HullLiteral(-kx[k], -ky[k], 1, w, h, planes[c].data(), planes[3].data());
+            HullLiteral(-kx[k], -ky[k], -1, w, h, planes[c].data(), planes[3].data());
+            HullLiteral(kx[k], ky[k], -1, w, h, planes[c].data(), planes[3].data());
+        }
+    }
+    std::vector<BYTE> out = src.bytes();
+    const std::int64_t stride = VellumDibStride(24, w);
+    for (int y = 0; y < h; ++y) {
+        for (int x = 0; x < w; ++x) {
+            for (int c = 0; c < 3; ++c)
+                out[y * stride + 3 * x + 2 - c] = planes[c][(y + 1) * span + x + 1];
+        }
+    }
+    return out;
+}
+
+}  // namespace
+
+TEST(Despeckle, MatchesItsRuleOnRandomPictures) {
+    // Random and low-contrast content (where the margin-of-one and the
+    // wrap of 255 + 1 matter), widths past any block the steps work in.
+    std::mt19937 rng(4242);
+    for (int round = 0; round < 60; ++round) {
+        SCOPED_TRACE(round);
+        const int w = 1 + static_cast<int>(rng() % (round < 40 ? 40 : 300));
+        const int h = 1 + static_cast<int>(rng() % (round < 50 ? 25 : 90));
+        Pair p;
+        vtest::MakeRandom(p, w, h, rng);
+        if (round % 3 == 1) {
+            for (int y = 0; y < h; ++y) {
+                for (int b = 0; b < 3 * w; ++b) p.row(y)[b] = static_cast<BYTE>(250 + rng() % 6);
+            }
+        } else if (round % 3 == 2) {
+            for (int y = 0; y < h; ++y) {
+                for (int b = 0; b < 3 * w; ++b) p.row(y)[b] = static_cast<BYTE>(rng() % 4);
+            }
+        }
+        const std::vector<BYTE> expect = DespeckleLiteral(p);
+        ASSERT_EQ(ThDespeckleImage(p.bits, p.info), 1);
+        ASSERT_EQ(p.bytes(), expect) << w << "x" << h;
+    }
+}
+
+TEST(Hull, MatchesItsRuleForEveryNearOffset) {
+    std::mt19937 rng(515);
+    for (int round = 0; round < 200; ++round) {
+        SCOPED_TRACE(round);
+        const int columns = 1 + static_cast<int>(rng() % 70),
+                  rows = 1 + static_cast<int>(rng() % 12);
+        const int xOffset = static_cast<int>(rng() % 3) - 1,
+                  yOffset = static_cast<int>(rng() % 3) - 1;
+        const int polarity = std::array<int, 4>{1, 0, -1, 5}[rng() % 4];
+        const std::size_t size = static_cast<std::size_t>((columns + 2) * (rows + 2));
+        std::vector<BYTE> f(size), g(size);
+        const int low = round % 2 ? 250 : 0, spread = round % 4 < 2 ? 6 : 256;
+        for (BYTE& b : f) b = static_cast<BYTE>(low + rng() % spread);
+        for (BYTE& b : g) b = static_cast<BYTE>(rng());
+        std::vector<BYTE> ef = f, eg = g;
+        HullLiteral(xOffset, yOffset, polarity, columns, rows, ef.data(), eg.data());
+        ThHull(xOffset, yOffset, polarity, static_cast<unsigned>(columns),
+               static_cast<unsigned>(rows), f.data(), g.data());
+        ASSERT_EQ(f, ef) << columns << "x" << rows << " " << xOffset << "," << yOffset << " "
+                         << polarity;
+        ASSERT_EQ(g, eg);
+    }
 }
