@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "platform/cpu.h"
+
 #if defined(__x86_64__) && defined(__GNUC__)
 #include <immintrin.h>
 #define VELLUM_BYTE_PERMUTE 1
@@ -12,12 +14,6 @@ namespace vellum::effects {
 namespace {
 
 #ifdef VELLUM_BYTE_PERMUTE
-bool HasBytePermute() {
-    static const bool has =
-        __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vbmi");
-    return has;
-}
-
 // Two 128-entry permutes (table halves chosen by the index's low seven
 // bits), the top bit of the index picking between them; the row's tail goes
 // through masked loads and stores.
@@ -52,7 +48,7 @@ __attribute__((target("avx512f,avx512bw,avx512vbmi"))) void ApplyPermute(const B
 ByteMap::ByteMap(const BYTE table[256], bool allowPermute) {
     std::memcpy(table_, table, 256);
 #ifdef VELLUM_BYTE_PERMUTE
-    permute_ = allowPermute && HasBytePermute();
+    permute_ = allowPermute && vellum::cpu::HasAvx512Vbmi();
 #else
     (void)allowPermute;
 #endif

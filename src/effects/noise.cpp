@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "effects/effect_frame.h"
+#include "platform/cpu.h"
 
 #if defined(__x86_64__) && defined(__GNUC__)
 #include <immintrin.h>
@@ -163,11 +164,6 @@ namespace {
 // non-zero exactly when the first operand is the larger.
 #if defined(__x86_64__) && defined(__GNUC__)
 #define VELLUM_HULL_AVX2 1
-bool HasAvx2() {
-    static const bool has = __builtin_cpu_supports("avx2");
-    return has;
-}
-
 // The SSE2 loops below, thirty-two bytes at a time; they return how many
 // bytes they did.
 __attribute__((target("avx2"))) std::int64_t HullFirstAvx2(const BYTE* v, const BYTE* r, BYTE* out,
@@ -220,7 +216,7 @@ __attribute__((target("avx2"))) std::int64_t HullSecondAvx2(const BYTE* v, const
 void HullFirstRow(const BYTE* v, const BYTE* r, BYTE* out, std::int64_t n, bool up) {
     std::int64_t i = 0;
 #ifdef VELLUM_HULL_AVX2
-    if (HasAvx2()) i = HullFirstAvx2(v, r, out, n, up);
+    if (vellum::cpu::HasAvx2()) i = HullFirstAvx2(v, r, out, n, up);
 #endif
 #if defined(__SSE2__)
     const __m128i zero = _mm_setzero_si128(), one = _mm_set1_epi8(1);
@@ -253,7 +249,7 @@ void HullSecondRow(const BYTE* v, const BYTE* r, const BYTE* s, BYTE* out, std::
                    bool up) {
     std::int64_t i = 0;
 #ifdef VELLUM_HULL_AVX2
-    if (HasAvx2()) i = HullSecondAvx2(v, r, s, out, n, up);
+    if (vellum::cpu::HasAvx2()) i = HullSecondAvx2(v, r, s, out, n, up);
 #endif
 #if defined(__SSE2__)
     const __m128i zero = _mm_setzero_si128(), one = _mm_set1_epi8(1);

@@ -5,6 +5,7 @@
 
 #include "dib/dib.h"
 #include "dib/pixel_rows.h"
+#include "platform/cpu.h"
 #include "platform/global_memory.h"
 
 #if defined(__x86_64__)
@@ -47,15 +48,11 @@ __attribute__((target("ssse3"))) void Reverse24Shuffled(const BYTE* s, BYTE* d, 
     Reverse24Plain(s, d, x, width);
 }
 
-bool HasSsse3() {
-    static const bool has = __builtin_cpu_supports("ssse3");
-    return has;
-}
 #endif
 
 void Reverse24(const BYTE* s, BYTE* d, i64 width) {
 #if defined(__x86_64__)
-    if (HasSsse3()) return Reverse24Shuffled(s, d, width);
+    if (vellum::cpu::HasSsse3()) return Reverse24Shuffled(s, d, width);
 #endif
     Reverse24Plain(s, d, 0, width);
 }

@@ -8,6 +8,7 @@
 #include "dib/dib.h"
 #include "dib/pixel_rows.h"
 #include "geometry/mirror.h"
+#include "platform/cpu.h"
 #include "platform/global_memory.h"
 
 #if defined(__x86_64__)
@@ -103,11 +104,6 @@ Run Both(Run a, Run b) {
 }
 
 #if defined(__x86_64__)
-bool HasAvx2() {
-    static const bool has = __builtin_cpu_supports("avx2");
-    return has;
-}
-
 #define VELLUM_AVX2_INLINE inline __attribute__((target("avx2"), always_inline))
 
 // l x (1024 - f) + r x f per lane.
@@ -313,7 +309,7 @@ int ThRotateFreeAngle(void*& bits, BITMAPINFO*& info, double angle, int backgrou
         const i64 innerX = (width - 1) * 1024, innerY = (height - 1) * 1024;
 #if defined(__x86_64__)
         // Positions and offsets of inner pixels then fit 32-bit lanes.
-        const bool vector = HasAvx2() && width < (i64{1} << 20) && height < (i64{1} << 20);
+        const bool vector = vellum::cpu::HasAvx2() && width < (i64{1} << 20) && height < (i64{1} << 20);
 #else
         const bool vector = false;
 #endif

@@ -10,6 +10,7 @@
 #include "dib/pixel_rows.h"
 #include "geometry/reciprocal.h"
 #include "geometry/scale_crop.h"
+#include "platform/cpu.h"
 #include "platform/global_memory.h"
 
 #if defined(__x86_64__)
@@ -111,10 +112,6 @@ __attribute__((target("avx2"))) void AccumulateAvx2(std::uint32_t* acc, const BY
     AccumulateBody(acc, p, n);
 }
 
-bool HasAvx2() {
-    static const bool has = __builtin_cpu_supports("avx2");
-    return has;
-}
 #endif
 
 // Column sums of up to 257 rows fit 16 bits (257 x 255 = 65535), and so do
@@ -292,7 +289,7 @@ void InterpolateFrom(const BYTE* p, std::int32_t* h, i64 from, i64 n, const Axis
 #if defined(__x86_64__)
 using Shuffles = std::vector<ShufflePair>;
 Shuffles PlanRowShuffles(const Axis& ax, int channels, i64 rowBytes) {
-    return HasAvx2() ? PlanShuffles(ax, channels, rowBytes) : Shuffles{};
+    return vellum::cpu::HasAvx2() ? PlanShuffles(ax, channels, rowBytes) : Shuffles{};
 }
 #else
 struct Shuffles {};
@@ -434,7 +431,7 @@ void AverageBoth(RowSource& rows, i64 width, const Axis& ax, const Axis& ay, BYT
     auto addRows = &AddRows16Plain;
     auto accumulate = &AccumulatePlain;
 #if defined(__x86_64__)
-    if (HasAvx2()) {
+    if (vellum::cpu::HasAvx2()) {
         addRows = &AddRows16Avx2;
         accumulate = &AccumulateAvx2;
     }
@@ -493,7 +490,7 @@ void Resample(RowSource& rows, i64 width, const Axis& ax, const Axis& ay, BYTE* 
         const Shuffles shuffles = PlanRowShuffles(ax, C, width * C);
         auto* interpolate = &InterpolatePlain<C>;
 #if defined(__x86_64__)
-        if (HasAvx2()) interpolate = &InterpolateAvx2<C>;
+        if (vellum::cpu::HasAvx2()) interpolate = &InterpolateAvx2<C>;
 #endif
         for (i64 y = 0; y < newH; ++y) {
             std::fill(acc.begin(), acc.end(), 0u);
@@ -538,7 +535,7 @@ void Resample(RowSource& rows, i64 width, const Axis& ax, const Axis& ay, BYTE* 
         auto* blend = &BlendPlain;
         const Shuffles shuffles = PlanRowShuffles(ax, C, width * C);
 #if defined(__x86_64__)
-        if (HasAvx2()) {
+        if (vellum::cpu::HasAvx2()) {
             interpolate = &InterpolateAvx2<C>;
             blend = &BlendAvx2;
         }
