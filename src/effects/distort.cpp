@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
@@ -358,6 +359,63 @@ class SwapCache {
   private:
     std::vector<double> table_;
     std::vector<char> done_;
+    std::int64_t limit_ = 0;
+};
+
+// The sine and cosine of the swirl's turn for (a, b) and (b, a) are the
+// same numbers: the turn comes from a^2 + b^2, which does not depend on
+// the order. Row b of the mirrored walk keeps the pair of each column
+// a > b for row a, below a limit that keeps the store within 32 MiB; used,
+// as SwapCache, only when the walk is a single strip. The store is laid
+// out for the two ways it is walked: columns in groups of four, each
+// group's rows one after another, so that row b writes whole 64-byte
+// lines (four columns) and row a reads its group's lines in order.
+class TurnCache {
+  public:
+    struct Turn {
+        double s, c;
+    };
+
+    TurnCache(std::int64_t maxA, std::int64_t maxB, bool used) {
+        if (!used) return;
+        constexpr std::int64_t kBytes = std::int64_t{32} << 20;
+        std::int64_t limit = std::min(maxA, maxB) + 1;
+        while (limit > 1 && Size(limit) * static_cast<std::int64_t>(sizeof(Turn)) > kBytes) {
+            limit = limit * 15 / 16;
+        }
+        try {
+            // Three spare entries to start the groups on a 64-byte line.
+            table_.resize(static_cast<std::size_t>(Size(limit)) + 3);
+            const auto at = reinterpret_cast<std::uintptr_t>(table_.data());
+            base_ = table_.data() + ((64 - at % 64) % 64) / sizeof(Turn);
+            limit_ = limit;
+        } catch (const std::bad_alloc&) {
+            table_.clear();
+        }
+    }
+
+    // Rows below this have kept every column a < limit() for row a.
+    std::int64_t limit() const { return limit_; }
+
+    // The turn of (a, b), a < b < limit(), kept by row a.
+    const Turn& take(std::int64_t a, std::int64_t b) const { return base_[Index(b, a)]; }
+
+    // At row b: keeps the turn of column a, b < a < limit(), for row a.
+    void keep(std::int64_t a, std::int64_t b, double s, double c) { base_[Index(a, b)] = {s, c}; }
+
+  private:
+    // Group g holds columns 4g .. 4g + 3 for rows 0 .. 4g + 3.
+    static std::int64_t Size(std::int64_t limit) {
+        const std::int64_t groups = (limit + 3) / 4;
+        return 8 * groups * (groups + 1);
+    }
+    static std::size_t Index(std::int64_t column, std::int64_t row) {
+        const std::int64_t g = column >> 2;
+        return static_cast<std::size_t>(8 * g * (g + 1) + 4 * row + (column & 3));
+    }
+
+    std::vector<Turn> table_;
+    Turn* base_ = nullptr;
     std::int64_t limit_ = 0;
 };
 
@@ -754,14 +812,29 @@ int ThSpiral(void*& bits, BITMAPINFO*& info, double angle, unsigned char backgro
     // shared by the up to four pixels (+-x, +-y).
     std::vector<double> sines(kStrip), cosines(kStrip), sx(kStrip), sy(kStrip);
     RowSampler sampler(kStrip);
-    // (Keeping the swapped pairs as the drop does measured no faster here.)
+    const std::int64_t maxAx = std::max(cx, f.width - 1 - cx);
+    const std::int64_t maxAy = std::max(cy, f.height - 1 - cy);
+    TurnCache swapped(maxAx, maxAy, maxAx < kStrip);
     auto shared = [&](std::int64_t ax0, std::int64_t ax1, std::int64_t ay) {
         const double fy = static_cast<double>(ay);
-        for (std::int64_t ax = ax0; ax < ax1; ++ax) {
+        std::int64_t ax = ax0;
+        if (ay < swapped.limit()) {
+            // Single strip: ax0 is 0, and rows 0 .. ay - 1 kept these.
+            for (; ax < ay; ++ax) {
+                const TurnCache::Turn& t = swapped.take(ax, ay);
+                sines[ax] = t.s;
+                cosines[ax] = t.c;
+            }
+        }
+        for (; ax < ax1; ++ax) {
             const double fx = static_cast<double>(ax);
             const double theta = std::sqrt(fx * fx + fy * fy) * perRadius;
             sines[ax - ax0] = std::sin(theta);
             cosines[ax - ax0] = std::cos(theta);
+        }
+        if (ay < swapped.limit()) {
+            const std::int64_t end = std::min(ax1, swapped.limit());
+            for (ax = ay + 1; ax < end; ++ax) swapped.keep(ax, ay, sines[ax], cosines[ax]);
         }
     };
     auto segment = [&](std::int64_t y, std::int64_t xa, std::int64_t xb, std::int64_t ax0) {
