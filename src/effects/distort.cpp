@@ -362,62 +362,59 @@ class SwapCache {
     std::int64_t limit_ = 0;
 };
 
-// The sine and cosine of the swirl's turn for (a, b) and (b, a) are the
-// same numbers: the turn comes from a^2 + b^2, which does not depend on
-// the order. Row b of the mirrored walk keeps the pair of each column
-// a > b for row a, below a limit that keeps the store within 32 MiB; used,
-// as SwapCache, only when the walk is a single strip. The store is laid
-// out for the two ways it is walked: columns in groups of four, each
-// group's rows one after another, so that row b writes whole 64-byte
-// lines (four columns) and row a reads its group's lines in order.
-class TurnCache {
-  public:
-    struct Turn {
-        double s, c;
-    };
+// The swirl's turn depends on x^2 + y^2 only, the same number for (|x|, |y|)
+// and (|y|, |x|) and for the four pixels (+-x, +-y). The quarter of
+// offsets 0..maxAx by 0..maxAy is walked in square tiles of kTile, paired
+// with their mirror images about the diagonal: turns(a0, b0, na, nb, s, c)
+// works out the turns of a = a0 + i, b = b0 + j for i < na, j < nb (s and
+// c at j x kTile + i), and rows(a0, a1, b, s, c) handles the pixels of
+// offset row b and offset columns a0 .. a1 - 1, whose turns s[a - a0],
+// c[a - a0] give. A tile's rows of output are short, so the scattered
+// source reads of a tile stay within a few pages and cache lines.
+constexpr std::int64_t kTile = 256;
 
-    TurnCache(std::int64_t maxA, std::int64_t maxB, bool used) {
-        if (!used) return;
-        constexpr std::int64_t kBytes = std::int64_t{32} << 20;
-        std::int64_t limit = std::min(maxA, maxB) + 1;
-        while (limit > 1 && Size(limit) * static_cast<std::int64_t>(sizeof(Turn)) > kBytes) {
-            limit = limit * 15 / 16;
+template <typename Turns, typename Rows>
+void ForMirroredTiles(std::int64_t maxAx, std::int64_t maxAy, Turns turns, Rows rows) {
+    constexpr std::int64_t t = kTile;
+    std::vector<double> s(t * t), c(t * t), ts(t), tc(t);
+    const std::int64_t most = std::max(maxAx, maxAy);
+    for (std::int64_t p = 0; p * t <= most; ++p) {
+        for (std::int64_t q = 0; q <= p; ++q) {
+            // Tile (p, q): columns p t .., rows q t ..; its mirror (q, p).
+            const std::int64_t a0 = p * t, b0 = q * t;
+            const bool first = a0 <= maxAx && b0 <= maxAy;
+            const bool second = p != q && b0 <= maxAx && a0 <= maxAy;
+            if (!first && !second) continue;
+            std::int64_t na = 0, nb = 0;
+            if (first) {
+                na = std::min(t, maxAx + 1 - a0);
+                nb = std::min(t, maxAy + 1 - b0);
+            }
+            if (second) {
+                na = std::max(na, std::min(t, maxAy + 1 - a0));
+                nb = std::max(nb, std::min(t, maxAx + 1 - b0));
+            }
+            turns(a0, b0, na, nb, s.data(), c.data());
+            if (first) {
+                const std::int64_t n = std::min(t, maxAx + 1 - a0);
+                for (std::int64_t j = 0; j < std::min(t, maxAy + 1 - b0); ++j) {
+                    rows(a0, a0 + n, b0 + j, s.data() + j * t, c.data() + j * t);
+                }
+            }
+            if (second) {
+                const std::int64_t n = std::min(t, maxAx + 1 - b0);
+                const std::int64_t m = std::min(t, maxAy + 1 - a0);
+                for (std::int64_t i = 0; i < m; ++i) {
+                    for (std::int64_t j = 0; j < n; ++j) {
+                        ts[j] = s[j * t + i];
+                        tc[j] = c[j * t + i];
+                    }
+                    rows(b0, b0 + n, a0 + i, ts.data(), tc.data());
+                }
+            }
         }
-        try {
-            // Three spare entries to start the groups on a 64-byte line.
-            table_.resize(static_cast<std::size_t>(Size(limit)) + 3);
-            const auto at = reinterpret_cast<std::uintptr_t>(table_.data());
-            base_ = table_.data() + ((64 - at % 64) % 64) / sizeof(Turn);
-            limit_ = limit;
-        } catch (const std::bad_alloc&) {
-            table_.clear();
-        }
     }
-
-    // Rows below this have kept every column a < limit() for row a.
-    std::int64_t limit() const { return limit_; }
-
-    // The turn of (a, b), a < b < limit(), kept by row a.
-    const Turn& take(std::int64_t a, std::int64_t b) const { return base_[Index(b, a)]; }
-
-    // At row b: keeps the turn of column a, b < a < limit(), for row a.
-    void keep(std::int64_t a, std::int64_t b, double s, double c) { base_[Index(a, b)] = {s, c}; }
-
-  private:
-    // Group g holds columns 4g .. 4g + 3 for rows 0 .. 4g + 3.
-    static std::int64_t Size(std::int64_t limit) {
-        const std::int64_t groups = (limit + 3) / 4;
-        return 8 * groups * (groups + 1);
-    }
-    static std::size_t Index(std::int64_t column, std::int64_t row) {
-        const std::int64_t g = column >> 2;
-        return static_cast<std::size_t>(8 * g * (g + 1) + 4 * row + (column & 3));
-    }
-
-    std::vector<Turn> table_;
-    Turn* base_ = nullptr;
-    std::int64_t limit_ = 0;
-};
+}
 
 // Columns x0..x1 and rows y0..y1 around the centre (cx, cy), walked in
 // strips of |x - cx| and, within a strip, by |y - cy|: shared(ax0, ax1, ay)
@@ -809,44 +806,56 @@ int ThSpiral(void*& bits, BITMAPINFO*& info, double angle, unsigned char backgro
     const double fcx = static_cast<double>(cx), fcy = static_cast<double>(cy);
 
     // r depends on |x| and |y| only: one sine and cosine per distinct pair,
-    // shared by the up to four pixels (+-x, +-y).
-    std::vector<double> sines(kStrip), cosines(kStrip), sx(kStrip), sy(kStrip);
-    RowSampler sampler(kStrip);
-    const std::int64_t maxAx = std::max(cx, f.width - 1 - cx);
-    const std::int64_t maxAy = std::max(cy, f.height - 1 - cy);
-    TurnCache swapped(maxAx, maxAy, maxAx < kStrip);
-    auto shared = [&](std::int64_t ax0, std::int64_t ax1, std::int64_t ay) {
-        const double fy = static_cast<double>(ay);
-        std::int64_t ax = ax0;
-        if (ay < swapped.limit()) {
-            // Single strip: ax0 is 0, and rows 0 .. ay - 1 kept these.
-            for (; ax < ay; ++ax) {
-                const TurnCache::Turn& t = swapped.take(ax, ay);
-                sines[ax] = t.s;
-                cosines[ax] = t.c;
+    // shared by the up to eight pixels (+-x, +-y) and (+-y, +-x).
+    std::vector<double> sx(kTile), sy(kTile);
+    RowSampler sampler(kTile);
+    auto turns = [&](std::int64_t a0, std::int64_t b0, std::int64_t na, std::int64_t nb,
+                     double* sines, double* cosines) {
+        const bool onDiagonal = a0 == b0;
+        for (std::int64_t j = 0; j < nb; ++j) {
+            const double fy = static_cast<double>(b0 + j);
+            for (std::int64_t i = 0; i < na; ++i) {
+                double* ps = sines + j * kTile + i;
+                double* pc = cosines + j * kTile + i;
+                if (onDiagonal && i < j && j < na) {
+                    // (i, j) is (j, i), worked out in row i.
+                    *ps = sines[i * kTile + j];
+                    *pc = cosines[i * kTile + j];
+                    continue;
+                }
+                const double fx = static_cast<double>(a0 + i);
+                const double theta = std::sqrt(fx * fx + fy * fy) * perRadius;
+                *ps = std::sin(theta);
+                *pc = std::cos(theta);
             }
         }
-        for (; ax < ax1; ++ax) {
-            const double fx = static_cast<double>(ax);
-            const double theta = std::sqrt(fx * fx + fy * fy) * perRadius;
-            sines[ax - ax0] = std::sin(theta);
-            cosines[ax - ax0] = std::cos(theta);
-        }
-        if (ay < swapped.limit()) {
-            const std::int64_t end = std::min(ax1, swapped.limit());
-            for (ax = ay + 1; ax < end; ++ax) swapped.keep(ax, ay, sines[ax], cosines[ax]);
-        }
     };
-    auto segment = [&](std::int64_t y, std::int64_t xa, std::int64_t xb, std::int64_t ax0) {
+    auto segment = [&](std::int64_t y, std::int64_t xa, std::int64_t xb, const double* sines,
+                       const double* cosines) {
         const std::int64_t n = xb - xa + 1;
-        const std::int64_t step = xa < cx ? -1 : 1;
-        const std::int64_t t = (xa < cx ? cx - xa : xa - cx) - ax0;
-        SwirlRow(sines.data() + t, cosines.data() + t, step, n, static_cast<double>(xa), fcx, fcy,
+        SwirlRow(sines, cosines, xa < cx ? -1 : 1, n, static_cast<double>(xa), fcx, fcy,
                  static_cast<double>(y - cy), w, hgt, sx.data(), sy.data());
         sampler.run(f, sx.data(), sy.data(), static_cast<std::size_t>(n),
                     out + y * f.stride + 3 * xa);
     };
-    ForMirroredStrips(0, f.width - 1, 0, f.height - 1, cx, cy, shared, segment);
+    // Offset row ay, offset columns a0 .. a1 - 1: up to two rows and two
+    // sides; the left side reads the turns backwards.
+    auto rows = [&](std::int64_t a0, std::int64_t a1, std::int64_t ay, const double* sines,
+                    const double* cosines) {
+        const std::int64_t ys[2] = {cy + ay, cy - ay};
+        for (int k = 0; k < (ay == 0 ? 1 : 2); ++k) {
+            const std::int64_t y = ys[k];
+            if (y < 0 || y >= f.height) continue;
+            const std::int64_t right = std::min(a1, f.width - cx);
+            if (a0 < right) segment(y, cx + a0, cx + right - 1, sines, cosines);
+            const std::int64_t from = std::max<std::int64_t>(a0, 1), to = std::min(a1, cx + 1);
+            if (from < to) {
+                segment(y, cx - (to - 1), cx - from, sines + (to - 1 - a0),
+                        cosines + (to - 1 - a0));
+            }
+        }
+    };
+    ForMirroredTiles(std::max(cx, f.width - 1 - cx), std::max(cy, f.height - 1 - cy), turns, rows);
     CommitBits(bits, out);
     return 1;
 }

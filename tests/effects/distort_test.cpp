@@ -348,14 +348,14 @@ TEST(Distort, DropAndSpiralMatchTheirFormulasPixelByPixel) {
     }
 }
 
-// The swirl keeps the turn of (|x|, |y|) for (|y|, |x|): pictures whose
-// quarter is square or nearly so reuse most of their turns, including the
-// last group of columns when it is not full; a picture wide enough for two
-// strips keeps none.
+// The swirl works out the turn of (|x|, |y|) once for (|y|, |x|) too, in
+// tiles of 256 offsets paired about the diagonal: pictures whose quarter
+// spans several tiles each way, with partial tiles at the edges, wider or
+// taller than square, and small ones inside one tile.
 TEST(Spiral, ReusedTurnsMatchTheFormula) {
     std::mt19937 rng(7211);
-    const int sizes[][2] = {{64, 64}, {65, 65}, {66, 63}, {63, 66}, {131, 129}, {9, 9},
-                            {128, 7}, {7, 128}, {257, 250}, {8200, 6}};
+    const int sizes[][2] = {{65, 65}, {66, 63}, {9, 9},     {7, 128},   {513, 512},
+                            {514, 515}, {1201, 700}, {600, 1101}, {8200, 6}, {1030, 260}};
     for (const auto& size : sizes) {
         for (double angle : {180.0, -75.5, 1e5}) {
             SCOPED_TRACE(std::to_string(size[0]) + "x" + std::to_string(size[1]) + " " +
