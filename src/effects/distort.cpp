@@ -99,46 +99,70 @@ __attribute__((target("avx2"))) void TapsAvx2(const double* sx, const double* sy
     }
 }
 
-// One pixel per step: the two rows' pixel pairs side by side in the two
-// lanes, interleaved into (left, right) word pairs, blended across by one
-// multiply-add with (1024 - fx, fx), weighted by 1024 - fy and fy, and the
-// lanes summed: exactly the integer rule, with room to spare in 32 bits.
+// Eight bytes from p0 in the low lane, eight from p1 in the high one.
+__attribute__((target("avx2"), always_inline)) inline __m256i LanePair(const BYTE* p0,
+                                                                       const BYTE* p1) {
+    return _mm256_inserti128_si256(
+        _mm256_castsi128_si256(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p0))),
+        _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p1)), 1);
+}
+
+// Two pixels per step, one in each lane: each row's pixel pair
+// interleaved into (left, right) word pairs and blended across by one
+// multiply-add with (1024 - fx, fx), giving the upper and lower sums u and
+// l; then u x (1024 - fy) + l x fy, worked out as u x 1024 + (l - u) x fy,
+// the same integer in 32 bits. Exactly the integer rule.
 __attribute__((target("avx2"))) void BlendAvx2(const BYTE* bits, std::int64_t stride,
                                                const std::int32_t* off, const std::int32_t* wx,
                                                const std::int32_t* fy, std::size_t n, BYTE* dst) {
     const __m256i order =
         _mm256_setr_epi8(0, -1, 3, -1, 1, -1, 4, -1, 2, -1, 5, -1, -1, -1, -1, -1,  //
                          0, -1, 3, -1, 1, -1, 4, -1, 2, -1, 5, -1, -1, -1, -1, -1);
-    const __m256i rowBase = _mm256_setr_epi32(1024, 1024, 1024, 1024, 0, 0, 0, 0);
-    const __m256i rowSign = _mm256_setr_epi32(-1, -1, -1, -1, 1, 1, 1, 1);
+    const __m256i spread = _mm256_setr_epi32(0, 0, 0, 0, 1, 1, 1, 1);
     // The source pixels of a warped row do not follow one another, so they
     // are fetched a few pixels ahead.
     constexpr std::size_t kAhead = 16;
-    for (std::size_t i = 0; i < n; ++i) {
-        if (i + kAhead < n) {
-            const BYTE* ahead = bits + off[i + kAhead];
-            _mm_prefetch(reinterpret_cast<const char*>(ahead), _MM_HINT_T0);
-            _mm_prefetch(reinterpret_cast<const char*>(ahead + stride), _MM_HINT_T0);
+    std::size_t i = 0;
+    for (; i + 2 <= n; i += 2) {
+        if (i + kAhead + 1 < n) {
+            const BYTE* ahead0 = bits + off[i + kAhead];
+            const BYTE* ahead1 = bits + off[i + kAhead + 1];
+            _mm_prefetch(reinterpret_cast<const char*>(ahead0), _MM_HINT_T0);
+            _mm_prefetch(reinterpret_cast<const char*>(ahead0 + stride), _MM_HINT_T0);
+            _mm_prefetch(reinterpret_cast<const char*>(ahead1), _MM_HINT_T0);
+            _mm_prefetch(reinterpret_cast<const char*>(ahead1 + stride), _MM_HINT_T0);
         }
-        const BYTE* a = bits + off[i];
-        const __m128i top = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(a));
-        const __m128i bottom = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(a + stride));
-        __m256i v = _mm256_inserti128_si256(_mm256_castsi128_si256(top), bottom, 1);
-        v = _mm256_shuffle_epi8(v, order);
-        const __m256i across = _mm256_set1_epi32(wx[i]);
-        const __m256i down =
-            _mm256_add_epi32(rowBase, _mm256_sign_epi32(_mm256_set1_epi32(fy[i]), rowSign));
-        const __m256i h = _mm256_mullo_epi32(_mm256_madd_epi16(v, across), down);
-        __m128i sum = _mm_add_epi32(_mm256_castsi256_si128(h), _mm256_extracti128_si256(h, 1));
-        sum = _mm_srli_epi32(sum, 20);
-        sum = _mm_packus_epi16(_mm_packus_epi32(sum, sum), sum);
-        const std::uint32_t px = static_cast<std::uint32_t>(_mm_cvtsi128_si32(sum));
+        const BYTE* a0 = bits + off[i];
+        const BYTE* a1 = bits + off[i + 1];
+        const __m256i top = _mm256_shuffle_epi8(LanePair(a0, a1), order);
+        const __m256i bottom = _mm256_shuffle_epi8(LanePair(a0 + stride, a1 + stride), order);
+        const __m256i across = _mm256_permutevar8x32_epi32(
+            _mm256_castsi128_si256(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(wx + i))),
+            spread);
+        const __m256i down = _mm256_permutevar8x32_epi32(
+            _mm256_castsi128_si256(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(fy + i))),
+            spread);
+        const __m256i u = _mm256_madd_epi16(top, across);
+        const __m256i l = _mm256_madd_epi16(bottom, across);
+        __m256i v = _mm256_add_epi32(_mm256_slli_epi32(u, 10),
+                                     _mm256_mullo_epi32(_mm256_sub_epi32(l, u), down));
+        v = _mm256_srli_epi32(v, 20);
+        v = _mm256_packus_epi16(_mm256_packus_epi32(v, v), v);
+        const auto px0 = static_cast<std::uint32_t>(_mm256_cvtsi256_si32(v));
+        const auto px1 = static_cast<std::uint32_t>(_mm256_extract_epi32(v, 4));
         // Four bytes at a time, the fourth overwritten by the next pixel;
         // the last pixel of the run stores exactly three.
-        if (i + 1 < n) {
-            std::memcpy(dst + 3 * i, &px, 4);
-        } else {
-            std::memcpy(dst + 3 * i, &px, 3);
+        std::memcpy(dst + 3 * i, &px0, 4);
+        std::memcpy(dst + 3 * i + 3, &px1, i + 2 < n ? 4 : 3);
+    }
+    if (i < n) {
+        const BYTE* a = bits + off[i];
+        const BYTE* c = a + stride;
+        const int fx = wx[i] >> 16, fv = fy[i];
+        for (int k = 0; k < 3; ++k) {
+            const int low = a[k] * (1024 - fx) + a[k + 3] * fx;
+            const int high = c[k] * (1024 - fx) + c[k + 3] * fx;
+            dst[3 * i + k] = static_cast<BYTE>((high * fv + low * (1024 - fv)) >> 20);
         }
     }
 }
