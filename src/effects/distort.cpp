@@ -69,26 +69,34 @@ bool HasAvx2() {
 // neighbour (inside a block of at most 2^31 - 1 bytes, so 32 bits hold it),
 // the across weights as the word pair (1024 - fx, fx) and fy. The
 // conversions truncate exactly as the scalar casts do.
+// The taps of the four positions (u, v) into off, wx and fy.
+__attribute__((target("avx2"), always_inline)) inline void Taps4(__m256d u, __m256d v,
+                                                                 __m128i vstride,
+                                                                 std::int32_t* off,
+                                                                 std::int32_t* wx,
+                                                                 std::int32_t* fy) {
+    const __m256d scale = _mm256_set1_pd(1024.0);
+    const __m128i full = _mm_set1_epi32(1024);
+    const __m128i ix = _mm256_cvttpd_epi32(u), iy = _mm256_cvttpd_epi32(v);
+    const __m128i fx =
+        _mm256_cvttpd_epi32(_mm256_mul_pd(_mm256_sub_pd(u, _mm256_cvtepi32_pd(ix)), scale));
+    const __m128i fv =
+        _mm256_cvttpd_epi32(_mm256_mul_pd(_mm256_sub_pd(v, _mm256_cvtepi32_pd(iy)), scale));
+    const __m128i o =
+        _mm_add_epi32(_mm_mullo_epi32(iy, vstride), _mm_add_epi32(ix, _mm_add_epi32(ix, ix)));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(off), o);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(wx),
+                     _mm_or_si128(_mm_sub_epi32(full, fx), _mm_slli_epi32(fx, 16)));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(fy), fv);
+}
+
 __attribute__((target("avx2"))) void TapsAvx2(const double* sx, const double* sy, std::size_t n,
                                               std::int64_t stride, std::int32_t* off,
                                               std::int32_t* wx, std::int32_t* fy) {
-    const __m256d scale = _mm256_set1_pd(1024.0);
     const __m128i vstride = _mm_set1_epi32(static_cast<int>(stride));
-    const __m128i full = _mm_set1_epi32(1024);
     std::size_t i = 0;
     for (; i + 4 <= n; i += 4) {
-        const __m256d u = _mm256_loadu_pd(sx + i), v = _mm256_loadu_pd(sy + i);
-        const __m128i ix = _mm256_cvttpd_epi32(u), iy = _mm256_cvttpd_epi32(v);
-        const __m128i fx =
-            _mm256_cvttpd_epi32(_mm256_mul_pd(_mm256_sub_pd(u, _mm256_cvtepi32_pd(ix)), scale));
-        const __m128i fv =
-            _mm256_cvttpd_epi32(_mm256_mul_pd(_mm256_sub_pd(v, _mm256_cvtepi32_pd(iy)), scale));
-        const __m128i o =
-            _mm_add_epi32(_mm_mullo_epi32(iy, vstride), _mm_add_epi32(ix, _mm_add_epi32(ix, ix)));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(off + i), o);
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(wx + i),
-                         _mm_or_si128(_mm_sub_epi32(full, fx), _mm_slli_epi32(fx, 16)));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(fy + i), fv);
+        Taps4(_mm256_loadu_pd(sx + i), _mm256_loadu_pd(sy + i), vstride, off + i, wx + i, fy + i);
     }
     for (; i < n; ++i) {
         const auto ix = static_cast<std::int32_t>(sx[i]), iy = static_cast<std::int32_t>(sy[i]);
@@ -203,6 +211,12 @@ class RowSampler {
         }
     }
 
+    // The swirl row of SwirlRowPlain (sx and sy as its scratch), sampled into
+    // dst; with AVX2 the positions go straight to taps.
+    void runSwirl(const Frame24& f, const double* sines, const double* cosines,
+                  std::int64_t step, std::int64_t n, double x0, double cx, double cy, double dy,
+                  double* sx, double* sy, BYTE* dst);
+
   private:
     std::vector<std::int32_t> off_, wx_, fy_;
 };
@@ -295,13 +309,22 @@ __attribute__((target("avx2"))) void DropRowAvx2(const double* m, std::int64_t s
     }
 }
 
-__attribute__((target("avx2"))) void SwirlRowAvx2(const double* sines, const double* cosines,
-                                                  std::int64_t step, std::int64_t n, double x0,
-                                                  double cx, double cy, double dy, double w,
-                                                  double hgt, double* sx, double* sy) {
+#endif
+
+#ifdef VELLUM_DISTORT_AVX2
+// SwirlRowPlain four columns at a time, with the same IEEE operations on the
+// same operands, its positions turned into the taps of TapsAvx2 in the
+// same pass.
+__attribute__((target("avx2"))) void SwirlTapsAvx2(const double* sines, const double* cosines,
+                                                   std::int64_t step, std::int64_t n, double x0,
+                                                   double cx, double cy, double dy, double w,
+                                                   double hgt, std::int64_t stride,
+                                                   std::int32_t* off, std::int32_t* wx,
+                                                   std::int32_t* fy) {
     const __m256d vcx = _mm256_set1_pd(cx), vcy = _mm256_set1_pd(cy), vdy = _mm256_set1_pd(dy);
     const __m256d two = _mm256_set1_pd(2.0);
     const __m256d farX = _mm256_set1_pd(w - 3.0), farY = _mm256_set1_pd(hgt - 3.0);
+    const __m128i vstride = _mm_set1_epi32(static_cast<int>(stride));
     __m256d i4 = _mm256_setr_pd(x0, x0 + 1.0, x0 + 2.0, x0 + 3.0);
     const __m256d four = _mm256_set1_pd(4.0);
     std::int64_t i = 0;
@@ -312,15 +335,34 @@ __attribute__((target("avx2"))) void SwirlRowAvx2(const double* sines, const dou
             _mm256_sub_pd(_mm256_add_pd(vcx, _mm256_mul_pd(dx, c)), _mm256_mul_pd(vdy, s));
         const __m256d v =
             _mm256_add_pd(_mm256_add_pd(vcy, _mm256_mul_pd(dx, s)), _mm256_mul_pd(vdy, c));
-        _mm256_storeu_pd(sx + i, SwirlClamp(u, two, farX));
-        _mm256_storeu_pd(sy + i, SwirlClamp(v, two, farY));
+        Taps4(SwirlClamp(u, two, farX), SwirlClamp(v, two, farY), vstride, off + i, wx + i,
+              fy + i);
     }
     if (i < n) {
+        double u[4], v[4];
         SwirlRowPlain(sines + step * i, cosines + step * i, step, n - i,
-                      x0 + static_cast<double>(i), cx, cy, dy, w, hgt, sx + i, sy + i);
+                      x0 + static_cast<double>(i), cx, cy, dy, w, hgt, u, v);
+        TapsAvx2(u, v, static_cast<std::size_t>(n - i), stride, off + i, wx + i, fy + i);
     }
 }
 #endif
+
+void RowSampler::runSwirl(const Frame24& f, const double* sines, const double* cosines,
+                          std::int64_t step, std::int64_t n, double x0, double cx, double cy,
+                          double dy, double* sx, double* sy, BYTE* dst) {
+    const double w = static_cast<double>(f.width), hgt = static_cast<double>(f.height);
+#ifdef VELLUM_DISTORT_AVX2
+    if (HasAvx2()) {
+        SwirlTapsAvx2(sines, cosines, step, n, x0, cx, cy, dy, w, hgt, f.stride, off_.data(),
+                      wx_.data(), fy_.data());
+        BlendAvx2(f.bits, f.stride, off_.data(), wx_.data(), fy_.data(),
+                  static_cast<std::size_t>(n), dst);
+        return;
+    }
+#endif
+    SwirlRowPlain(sines, cosines, step, n, x0, cx, cy, dy, w, hgt, sx, sy);
+    run(f, sx, sy, static_cast<std::size_t>(n), dst);
+}
 
 void DropRow(const double* m, std::int64_t step, std::int64_t n, double x0, double cx, double y,
              double dy, double w, double hgt, double* sx, double* sy) {
@@ -328,15 +370,6 @@ void DropRow(const double* m, std::int64_t step, std::int64_t n, double x0, doub
     if (HasAvx2()) return DropRowAvx2(m, step, n, x0, cx, y, dy, w, hgt, sx, sy);
 #endif
     DropRowPlain(m, step, n, x0, cx, y, dy, w, hgt, sx, sy);
-}
-
-void SwirlRow(const double* sines, const double* cosines, std::int64_t step, std::int64_t n,
-              double x0, double cx, double cy, double dy, double w, double hgt, double* sx,
-              double* sy) {
-#ifdef VELLUM_DISTORT_AVX2
-    if (HasAvx2()) return SwirlRowAvx2(sines, cosines, step, n, x0, cx, cy, dy, w, hgt, sx, sy);
-#endif
-    SwirlRowPlain(sines, cosines, step, n, x0, cx, cy, dy, w, hgt, sx, sy);
 }
 
 // Values that depend on a^2 + b^2 only (a sum that does not depend on the
@@ -857,10 +890,9 @@ int ThSpiral(void*& bits, BITMAPINFO*& info, double angle, unsigned char backgro
     auto segment = [&](std::int64_t y, std::int64_t xa, std::int64_t xb, const double* sines,
                        const double* cosines) {
         const std::int64_t n = xb - xa + 1;
-        SwirlRow(sines, cosines, xa < cx ? -1 : 1, n, static_cast<double>(xa), fcx, fcy,
-                 static_cast<double>(y - cy), w, hgt, sx.data(), sy.data());
-        sampler.run(f, sx.data(), sy.data(), static_cast<std::size_t>(n),
-                    out + y * f.stride + 3 * xa);
+        sampler.runSwirl(f, sines, cosines, xa < cx ? -1 : 1, n, static_cast<double>(xa), fcx,
+                         fcy, static_cast<double>(y - cy), sx.data(), sy.data(),
+                         out + y * f.stride + 3 * xa);
     };
     // Offset row ay, offset columns a0 .. a1 - 1: up to two rows and two
     // sides; the left side reads the turns backwards.
