@@ -424,16 +424,17 @@ class SwapCache {
 // offsets 0..maxAx by 0..maxAy is walked in square tiles of kTile, paired
 // with their mirror images about the diagonal: turns(a0, b0, na, nb, s, c)
 // works out the turns of a = a0 + i, b = b0 + j for i < na, j < nb (s and
-// c at j x kTile + i), and rows(a0, a1, b, s, c) handles the pixels of
-// offset row b and offset columns a0 .. a1 - 1, whose turns s[a - a0],
-// c[a - a0] give. A tile's rows of output are short, so the scattered
-// source reads of a tile stay within a few pages and cache lines.
-constexpr std::int64_t kTile = 256;
+// c at j x kTile + i), and rows(k, a0, a1, b, s, c) handles the pixels of
+// image k (0..3, one for each sign of x and y) with offset row b and offset
+// columns a0 .. a1 - 1, whose turns s[a - a0], c[a - a0] give. Each image
+// of a tile is finished before the next, so that the scattered source
+// reads of a tile stay within a few pages and cache lines.
+constexpr std::int64_t kTile = 128;
 
 template <typename Turns, typename Rows>
 void ForMirroredTiles(std::int64_t maxAx, std::int64_t maxAy, Turns turns, Rows rows) {
     constexpr std::int64_t t = kTile;
-    std::vector<double> s(t * t), c(t * t), ts(t), tc(t);
+    std::vector<double> s(t * t), c(t * t);
     const std::int64_t most = std::max(maxAx, maxAy);
     for (std::int64_t p = 0; p * t <= most; ++p) {
         for (std::int64_t q = 0; q <= p; ++q) {
@@ -454,19 +455,27 @@ void ForMirroredTiles(std::int64_t maxAx, std::int64_t maxAy, Turns turns, Rows 
             turns(a0, b0, na, nb, s.data(), c.data());
             if (first) {
                 const std::int64_t n = std::min(t, maxAx + 1 - a0);
-                for (std::int64_t j = 0; j < std::min(t, maxAy + 1 - b0); ++j) {
-                    rows(a0, a0 + n, b0 + j, s.data() + j * t, c.data() + j * t);
+                const std::int64_t m = std::min(t, maxAy + 1 - b0);
+                for (int k = 0; k < 4; ++k) {
+                    for (std::int64_t j = 0; j < m; ++j) {
+                        rows(k, a0, a0 + n, b0 + j, s.data() + j * t, c.data() + j * t);
+                    }
                 }
             }
             if (second) {
+                // The mirror reads the turns transposed.
+                for (std::int64_t i = 0; i < t; ++i) {
+                    for (std::int64_t j = i + 1; j < t; ++j) {
+                        std::swap(s[i * t + j], s[j * t + i]);
+                        std::swap(c[i * t + j], c[j * t + i]);
+                    }
+                }
                 const std::int64_t n = std::min(t, maxAx + 1 - b0);
                 const std::int64_t m = std::min(t, maxAy + 1 - a0);
-                for (std::int64_t i = 0; i < m; ++i) {
-                    for (std::int64_t j = 0; j < n; ++j) {
-                        ts[j] = s[j * t + i];
-                        tc[j] = c[j * t + i];
+                for (int k = 0; k < 4; ++k) {
+                    for (std::int64_t i = 0; i < m; ++i) {
+                        rows(k, b0, b0 + n, a0 + i, s.data() + i * t, c.data() + i * t);
                     }
-                    rows(b0, b0 + n, a0 + i, ts.data(), tc.data());
                 }
             }
         }
@@ -894,21 +903,21 @@ int ThSpiral(void*& bits, BITMAPINFO*& info, double angle, unsigned char backgro
                          fcy, static_cast<double>(y - cy), sx.data(), sy.data(),
                          out + y * f.stride + 3 * xa);
     };
-    // Offset row ay, offset columns a0 .. a1 - 1: up to two rows and two
-    // sides; the left side reads the turns backwards.
-    auto rows = [&](std::int64_t a0, std::int64_t a1, std::int64_t ay, const double* sines,
-                    const double* cosines) {
-        const std::int64_t ys[2] = {cy + ay, cy - ay};
-        for (int k = 0; k < (ay == 0 ? 1 : 2); ++k) {
-            const std::int64_t y = ys[k];
-            if (y < 0 || y >= f.height) continue;
+    // Offset row ay, offset columns a0 .. a1 - 1 of image k: the row below
+    // the centre for k & 1, the left side (turns read backwards) for k & 2.
+    auto rows = [&](int k, std::int64_t a0, std::int64_t a1, std::int64_t ay,
+                    const double* sines, const double* cosines) {
+        if ((k & 1) && ay == 0) return;
+        const std::int64_t y = (k & 1) ? cy - ay : cy + ay;
+        if (y < 0 || y >= f.height) return;
+        if (!(k & 2)) {
             const std::int64_t right = std::min(a1, f.width - cx);
             if (a0 < right) segment(y, cx + a0, cx + right - 1, sines, cosines);
-            const std::int64_t from = std::max<std::int64_t>(a0, 1), to = std::min(a1, cx + 1);
-            if (from < to) {
-                segment(y, cx - (to - 1), cx - from, sines + (to - 1 - a0),
-                        cosines + (to - 1 - a0));
-            }
+            return;
+        }
+        const std::int64_t from = std::max<std::int64_t>(a0, 1), to = std::min(a1, cx + 1);
+        if (from < to) {
+            segment(y, cx - (to - 1), cx - from, sines + (to - 1 - a0), cosines + (to - 1 - a0));
         }
     };
     ForMirroredTiles(std::max(cx, f.width - 1 - cx), std::max(cy, f.height - 1 - cy), turns, rows);

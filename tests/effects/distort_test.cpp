@@ -349,7 +349,7 @@ TEST(Distort, DropAndSpiralMatchTheirFormulasPixelByPixel) {
 }
 
 // The swirl works out the turn of (|x|, |y|) once for (|y|, |x|) too, in
-// tiles of 256 offsets paired about the diagonal: pictures whose quarter
+// tiles of 128 offsets paired about the diagonal: pictures whose quarter
 // spans several tiles each way, with partial tiles at the edges, wider or
 // taller than square, and small ones inside one tile.
 TEST(Spiral, ReusedTurnsMatchTheFormula) {
