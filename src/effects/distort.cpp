@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
@@ -68,26 +69,34 @@ bool HasAvx2() {
 // neighbour (inside a block of at most 2^31 - 1 bytes, so 32 bits hold it),
 // the across weights as the word pair (1024 - fx, fx) and fy. The
 // conversions truncate exactly as the scalar casts do.
+// The taps of the four positions (u, v) into off, wx and fy.
+__attribute__((target("avx2"), always_inline)) inline void Taps4(__m256d u, __m256d v,
+                                                                 __m128i vstride,
+                                                                 std::int32_t* off,
+                                                                 std::int32_t* wx,
+                                                                 std::int32_t* fy) {
+    const __m256d scale = _mm256_set1_pd(1024.0);
+    const __m128i full = _mm_set1_epi32(1024);
+    const __m128i ix = _mm256_cvttpd_epi32(u), iy = _mm256_cvttpd_epi32(v);
+    const __m128i fx =
+        _mm256_cvttpd_epi32(_mm256_mul_pd(_mm256_sub_pd(u, _mm256_cvtepi32_pd(ix)), scale));
+    const __m128i fv =
+        _mm256_cvttpd_epi32(_mm256_mul_pd(_mm256_sub_pd(v, _mm256_cvtepi32_pd(iy)), scale));
+    const __m128i o =
+        _mm_add_epi32(_mm_mullo_epi32(iy, vstride), _mm_add_epi32(ix, _mm_add_epi32(ix, ix)));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(off), o);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(wx),
+                     _mm_or_si128(_mm_sub_epi32(full, fx), _mm_slli_epi32(fx, 16)));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(fy), fv);
+}
+
 __attribute__((target("avx2"))) void TapsAvx2(const double* sx, const double* sy, std::size_t n,
                                               std::int64_t stride, std::int32_t* off,
                                               std::int32_t* wx, std::int32_t* fy) {
-    const __m256d scale = _mm256_set1_pd(1024.0);
     const __m128i vstride = _mm_set1_epi32(static_cast<int>(stride));
-    const __m128i full = _mm_set1_epi32(1024);
     std::size_t i = 0;
     for (; i + 4 <= n; i += 4) {
-        const __m256d u = _mm256_loadu_pd(sx + i), v = _mm256_loadu_pd(sy + i);
-        const __m128i ix = _mm256_cvttpd_epi32(u), iy = _mm256_cvttpd_epi32(v);
-        const __m128i fx =
-            _mm256_cvttpd_epi32(_mm256_mul_pd(_mm256_sub_pd(u, _mm256_cvtepi32_pd(ix)), scale));
-        const __m128i fv =
-            _mm256_cvttpd_epi32(_mm256_mul_pd(_mm256_sub_pd(v, _mm256_cvtepi32_pd(iy)), scale));
-        const __m128i o =
-            _mm_add_epi32(_mm_mullo_epi32(iy, vstride), _mm_add_epi32(ix, _mm_add_epi32(ix, ix)));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(off + i), o);
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(wx + i),
-                         _mm_or_si128(_mm_sub_epi32(full, fx), _mm_slli_epi32(fx, 16)));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(fy + i), fv);
+        Taps4(_mm256_loadu_pd(sx + i), _mm256_loadu_pd(sy + i), vstride, off + i, wx + i, fy + i);
     }
     for (; i < n; ++i) {
         const auto ix = static_cast<std::int32_t>(sx[i]), iy = static_cast<std::int32_t>(sy[i]);
@@ -98,46 +107,70 @@ __attribute__((target("avx2"))) void TapsAvx2(const double* sx, const double* sy
     }
 }
 
-// One pixel per step: the two rows' pixel pairs side by side in the two
-// lanes, interleaved into (left, right) word pairs, blended across by one
-// multiply-add with (1024 - fx, fx), weighted by 1024 - fy and fy, and the
-// lanes summed: exactly the integer rule, with room to spare in 32 bits.
+// Eight bytes from p0 in the low lane, eight from p1 in the high one.
+__attribute__((target("avx2"), always_inline)) inline __m256i LanePair(const BYTE* p0,
+                                                                       const BYTE* p1) {
+    return _mm256_inserti128_si256(
+        _mm256_castsi128_si256(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p0))),
+        _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p1)), 1);
+}
+
+// Two pixels per step, one in each lane: each row's pixel pair
+// interleaved into (left, right) word pairs and blended across by one
+// multiply-add with (1024 - fx, fx), giving the upper and lower sums u and
+// l; then u x (1024 - fy) + l x fy, worked out as u x 1024 + (l - u) x fy,
+// the same integer in 32 bits. Exactly the integer rule.
 __attribute__((target("avx2"))) void BlendAvx2(const BYTE* bits, std::int64_t stride,
                                                const std::int32_t* off, const std::int32_t* wx,
                                                const std::int32_t* fy, std::size_t n, BYTE* dst) {
     const __m256i order =
         _mm256_setr_epi8(0, -1, 3, -1, 1, -1, 4, -1, 2, -1, 5, -1, -1, -1, -1, -1,  //
                          0, -1, 3, -1, 1, -1, 4, -1, 2, -1, 5, -1, -1, -1, -1, -1);
-    const __m256i rowBase = _mm256_setr_epi32(1024, 1024, 1024, 1024, 0, 0, 0, 0);
-    const __m256i rowSign = _mm256_setr_epi32(-1, -1, -1, -1, 1, 1, 1, 1);
+    const __m256i spread = _mm256_setr_epi32(0, 0, 0, 0, 1, 1, 1, 1);
     // The source pixels of a warped row do not follow one another, so they
     // are fetched a few pixels ahead.
     constexpr std::size_t kAhead = 16;
-    for (std::size_t i = 0; i < n; ++i) {
-        if (i + kAhead < n) {
-            const BYTE* ahead = bits + off[i + kAhead];
-            _mm_prefetch(reinterpret_cast<const char*>(ahead), _MM_HINT_T0);
-            _mm_prefetch(reinterpret_cast<const char*>(ahead + stride), _MM_HINT_T0);
+    std::size_t i = 0;
+    for (; i + 2 <= n; i += 2) {
+        if (i + kAhead + 1 < n) {
+            const BYTE* ahead0 = bits + off[i + kAhead];
+            const BYTE* ahead1 = bits + off[i + kAhead + 1];
+            _mm_prefetch(reinterpret_cast<const char*>(ahead0), _MM_HINT_T0);
+            _mm_prefetch(reinterpret_cast<const char*>(ahead0 + stride), _MM_HINT_T0);
+            _mm_prefetch(reinterpret_cast<const char*>(ahead1), _MM_HINT_T0);
+            _mm_prefetch(reinterpret_cast<const char*>(ahead1 + stride), _MM_HINT_T0);
         }
-        const BYTE* a = bits + off[i];
-        const __m128i top = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(a));
-        const __m128i bottom = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(a + stride));
-        __m256i v = _mm256_inserti128_si256(_mm256_castsi128_si256(top), bottom, 1);
-        v = _mm256_shuffle_epi8(v, order);
-        const __m256i across = _mm256_set1_epi32(wx[i]);
-        const __m256i down =
-            _mm256_add_epi32(rowBase, _mm256_sign_epi32(_mm256_set1_epi32(fy[i]), rowSign));
-        const __m256i h = _mm256_mullo_epi32(_mm256_madd_epi16(v, across), down);
-        __m128i sum = _mm_add_epi32(_mm256_castsi256_si128(h), _mm256_extracti128_si256(h, 1));
-        sum = _mm_srli_epi32(sum, 20);
-        sum = _mm_packus_epi16(_mm_packus_epi32(sum, sum), sum);
-        const std::uint32_t px = static_cast<std::uint32_t>(_mm_cvtsi128_si32(sum));
+        const BYTE* a0 = bits + off[i];
+        const BYTE* a1 = bits + off[i + 1];
+        const __m256i top = _mm256_shuffle_epi8(LanePair(a0, a1), order);
+        const __m256i bottom = _mm256_shuffle_epi8(LanePair(a0 + stride, a1 + stride), order);
+        const __m256i across = _mm256_permutevar8x32_epi32(
+            _mm256_castsi128_si256(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(wx + i))),
+            spread);
+        const __m256i down = _mm256_permutevar8x32_epi32(
+            _mm256_castsi128_si256(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(fy + i))),
+            spread);
+        const __m256i u = _mm256_madd_epi16(top, across);
+        const __m256i l = _mm256_madd_epi16(bottom, across);
+        __m256i v = _mm256_add_epi32(_mm256_slli_epi32(u, 10),
+                                     _mm256_mullo_epi32(_mm256_sub_epi32(l, u), down));
+        v = _mm256_srli_epi32(v, 20);
+        v = _mm256_packus_epi16(_mm256_packus_epi32(v, v), v);
+        const auto px0 = static_cast<std::uint32_t>(_mm256_cvtsi256_si32(v));
+        const auto px1 = static_cast<std::uint32_t>(_mm256_extract_epi32(v, 4));
         // Four bytes at a time, the fourth overwritten by the next pixel;
         // the last pixel of the run stores exactly three.
-        if (i + 1 < n) {
-            std::memcpy(dst + 3 * i, &px, 4);
-        } else {
-            std::memcpy(dst + 3 * i, &px, 3);
+        std::memcpy(dst + 3 * i, &px0, 4);
+        std::memcpy(dst + 3 * i + 3, &px1, i + 2 < n ? 4 : 3);
+    }
+    if (i < n) {
+        const BYTE* a = bits + off[i];
+        const BYTE* c = a + stride;
+        const int fx = wx[i] >> 16, fv = fy[i];
+        for (int k = 0; k < 3; ++k) {
+            const int low = a[k] * (1024 - fx) + a[k + 3] * fx;
+            const int high = c[k] * (1024 - fx) + c[k + 3] * fx;
+            dst[3 * i + k] = static_cast<BYTE>((high * fv + low * (1024 - fv)) >> 20);
         }
     }
 }
@@ -177,6 +210,12 @@ class RowSampler {
             }
         }
     }
+
+    // The swirl row of SwirlRowPlain (sx and sy as its scratch), sampled into
+    // dst; with AVX2 the positions go straight to taps.
+    void runSwirl(const Frame24& f, const double* sines, const double* cosines,
+                  std::int64_t step, std::int64_t n, double x0, double cx, double cy, double dy,
+                  double* sx, double* sy, BYTE* dst);
 
   private:
     std::vector<std::int32_t> off_, wx_, fy_;
@@ -270,13 +309,22 @@ __attribute__((target("avx2"))) void DropRowAvx2(const double* m, std::int64_t s
     }
 }
 
-__attribute__((target("avx2"))) void SwirlRowAvx2(const double* sines, const double* cosines,
-                                                  std::int64_t step, std::int64_t n, double x0,
-                                                  double cx, double cy, double dy, double w,
-                                                  double hgt, double* sx, double* sy) {
+#endif
+
+#ifdef VELLUM_DISTORT_AVX2
+// SwirlRowPlain four columns at a time, with the same IEEE operations on the
+// same operands, its positions turned into the taps of TapsAvx2 in the
+// same pass.
+__attribute__((target("avx2"))) void SwirlTapsAvx2(const double* sines, const double* cosines,
+                                                   std::int64_t step, std::int64_t n, double x0,
+                                                   double cx, double cy, double dy, double w,
+                                                   double hgt, std::int64_t stride,
+                                                   std::int32_t* off, std::int32_t* wx,
+                                                   std::int32_t* fy) {
     const __m256d vcx = _mm256_set1_pd(cx), vcy = _mm256_set1_pd(cy), vdy = _mm256_set1_pd(dy);
     const __m256d two = _mm256_set1_pd(2.0);
     const __m256d farX = _mm256_set1_pd(w - 3.0), farY = _mm256_set1_pd(hgt - 3.0);
+    const __m128i vstride = _mm_set1_epi32(static_cast<int>(stride));
     __m256d i4 = _mm256_setr_pd(x0, x0 + 1.0, x0 + 2.0, x0 + 3.0);
     const __m256d four = _mm256_set1_pd(4.0);
     std::int64_t i = 0;
@@ -287,15 +335,34 @@ __attribute__((target("avx2"))) void SwirlRowAvx2(const double* sines, const dou
             _mm256_sub_pd(_mm256_add_pd(vcx, _mm256_mul_pd(dx, c)), _mm256_mul_pd(vdy, s));
         const __m256d v =
             _mm256_add_pd(_mm256_add_pd(vcy, _mm256_mul_pd(dx, s)), _mm256_mul_pd(vdy, c));
-        _mm256_storeu_pd(sx + i, SwirlClamp(u, two, farX));
-        _mm256_storeu_pd(sy + i, SwirlClamp(v, two, farY));
+        Taps4(SwirlClamp(u, two, farX), SwirlClamp(v, two, farY), vstride, off + i, wx + i,
+              fy + i);
     }
     if (i < n) {
+        double u[4], v[4];
         SwirlRowPlain(sines + step * i, cosines + step * i, step, n - i,
-                      x0 + static_cast<double>(i), cx, cy, dy, w, hgt, sx + i, sy + i);
+                      x0 + static_cast<double>(i), cx, cy, dy, w, hgt, u, v);
+        TapsAvx2(u, v, static_cast<std::size_t>(n - i), stride, off + i, wx + i, fy + i);
     }
 }
 #endif
+
+void RowSampler::runSwirl(const Frame24& f, const double* sines, const double* cosines,
+                          std::int64_t step, std::int64_t n, double x0, double cx, double cy,
+                          double dy, double* sx, double* sy, BYTE* dst) {
+    const double w = static_cast<double>(f.width), hgt = static_cast<double>(f.height);
+#ifdef VELLUM_DISTORT_AVX2
+    if (HasAvx2()) {
+        SwirlTapsAvx2(sines, cosines, step, n, x0, cx, cy, dy, w, hgt, f.stride, off_.data(),
+                      wx_.data(), fy_.data());
+        BlendAvx2(f.bits, f.stride, off_.data(), wx_.data(), fy_.data(),
+                  static_cast<std::size_t>(n), dst);
+        return;
+    }
+#endif
+    SwirlRowPlain(sines, cosines, step, n, x0, cx, cy, dy, w, hgt, sx, sy);
+    run(f, sx, sy, static_cast<std::size_t>(n), dst);
+}
 
 void DropRow(const double* m, std::int64_t step, std::int64_t n, double x0, double cx, double y,
              double dy, double w, double hgt, double* sx, double* sy) {
@@ -303,15 +370,6 @@ void DropRow(const double* m, std::int64_t step, std::int64_t n, double x0, doub
     if (HasAvx2()) return DropRowAvx2(m, step, n, x0, cx, y, dy, w, hgt, sx, sy);
 #endif
     DropRowPlain(m, step, n, x0, cx, y, dy, w, hgt, sx, sy);
-}
-
-void SwirlRow(const double* sines, const double* cosines, std::int64_t step, std::int64_t n,
-              double x0, double cx, double cy, double dy, double w, double hgt, double* sx,
-              double* sy) {
-#ifdef VELLUM_DISTORT_AVX2
-    if (HasAvx2()) return SwirlRowAvx2(sines, cosines, step, n, x0, cx, cy, dy, w, hgt, sx, sy);
-#endif
-    SwirlRowPlain(sines, cosines, step, n, x0, cx, cy, dy, w, hgt, sx, sy);
 }
 
 // Values that depend on a^2 + b^2 only (a sum that does not depend on the
@@ -360,6 +418,69 @@ class SwapCache {
     std::vector<char> done_;
     std::int64_t limit_ = 0;
 };
+
+// The swirl's turn depends on x^2 + y^2 only, the same number for (|x|, |y|)
+// and (|y|, |x|) and for the four pixels (+-x, +-y). The quarter of
+// offsets 0..maxAx by 0..maxAy is walked in square tiles of kTile, paired
+// with their mirror images about the diagonal: turns(a0, b0, na, nb, s, c)
+// works out the turns of a = a0 + i, b = b0 + j for i < na, j < nb (s and
+// c at j x kTile + i), and rows(k, a0, a1, b, s, c) handles the pixels of
+// image k (0..3, one for each sign of x and y) with offset row b and offset
+// columns a0 .. a1 - 1, whose turns s[a - a0], c[a - a0] give. Each image
+// of a tile is finished before the next, so that the scattered source
+// reads of a tile stay within a few pages and cache lines.
+constexpr std::int64_t kTile = 128;
+
+template <typename Turns, typename Rows>
+void ForMirroredTiles(std::int64_t maxAx, std::int64_t maxAy, Turns turns, Rows rows) {
+    constexpr std::int64_t t = kTile;
+    std::vector<double> s(t * t), c(t * t);
+    const std::int64_t most = std::max(maxAx, maxAy);
+    for (std::int64_t p = 0; p * t <= most; ++p) {
+        for (std::int64_t q = 0; q <= p; ++q) {
+            // Tile (p, q): columns p t .., rows q t ..; its mirror (q, p).
+            const std::int64_t a0 = p * t, b0 = q * t;
+            const bool first = a0 <= maxAx && b0 <= maxAy;
+            const bool second = p != q && b0 <= maxAx && a0 <= maxAy;
+            if (!first && !second) continue;
+            std::int64_t na = 0, nb = 0;
+            if (first) {
+                na = std::min(t, maxAx + 1 - a0);
+                nb = std::min(t, maxAy + 1 - b0);
+            }
+            if (second) {
+                na = std::max(na, std::min(t, maxAy + 1 - a0));
+                nb = std::max(nb, std::min(t, maxAx + 1 - b0));
+            }
+            turns(a0, b0, na, nb, s.data(), c.data());
+            if (first) {
+                const std::int64_t n = std::min(t, maxAx + 1 - a0);
+                const std::int64_t m = std::min(t, maxAy + 1 - b0);
+                for (int k = 0; k < 4; ++k) {
+                    for (std::int64_t j = 0; j < m; ++j) {
+                        rows(k, a0, a0 + n, b0 + j, s.data() + j * t, c.data() + j * t);
+                    }
+                }
+            }
+            if (second) {
+                // The mirror reads the turns transposed.
+                for (std::int64_t i = 0; i < t; ++i) {
+                    for (std::int64_t j = i + 1; j < t; ++j) {
+                        std::swap(s[i * t + j], s[j * t + i]);
+                        std::swap(c[i * t + j], c[j * t + i]);
+                    }
+                }
+                const std::int64_t n = std::min(t, maxAx + 1 - b0);
+                const std::int64_t m = std::min(t, maxAy + 1 - a0);
+                for (int k = 0; k < 4; ++k) {
+                    for (std::int64_t i = 0; i < m; ++i) {
+                        rows(k, b0, b0 + n, a0 + i, s.data() + i * t, c.data() + i * t);
+                    }
+                }
+            }
+        }
+    }
+}
 
 // Columns x0..x1 and rows y0..y1 around the centre (cx, cy), walked in
 // strips of |x - cx| and, within a strip, by |y - cy|: shared(ax0, ax1, ay)
@@ -751,29 +872,55 @@ int ThSpiral(void*& bits, BITMAPINFO*& info, double angle, unsigned char backgro
     const double fcx = static_cast<double>(cx), fcy = static_cast<double>(cy);
 
     // r depends on |x| and |y| only: one sine and cosine per distinct pair,
-    // shared by the up to four pixels (+-x, +-y).
-    std::vector<double> sines(kStrip), cosines(kStrip), sx(kStrip), sy(kStrip);
-    RowSampler sampler(kStrip);
-    // (Keeping the swapped pairs as the drop does measured no faster here.)
-    auto shared = [&](std::int64_t ax0, std::int64_t ax1, std::int64_t ay) {
-        const double fy = static_cast<double>(ay);
-        for (std::int64_t ax = ax0; ax < ax1; ++ax) {
-            const double fx = static_cast<double>(ax);
-            const double theta = std::sqrt(fx * fx + fy * fy) * perRadius;
-            sines[ax - ax0] = std::sin(theta);
-            cosines[ax - ax0] = std::cos(theta);
+    // shared by the up to eight pixels (+-x, +-y) and (+-y, +-x).
+    std::vector<double> sx(kTile), sy(kTile);
+    RowSampler sampler(kTile);
+    auto turns = [&](std::int64_t a0, std::int64_t b0, std::int64_t na, std::int64_t nb,
+                     double* sines, double* cosines) {
+        const bool onDiagonal = a0 == b0;
+        for (std::int64_t j = 0; j < nb; ++j) {
+            const double fy = static_cast<double>(b0 + j);
+            for (std::int64_t i = 0; i < na; ++i) {
+                double* ps = sines + j * kTile + i;
+                double* pc = cosines + j * kTile + i;
+                if (onDiagonal && i < j && j < na) {
+                    // (i, j) is (j, i), worked out in row i.
+                    *ps = sines[i * kTile + j];
+                    *pc = cosines[i * kTile + j];
+                    continue;
+                }
+                const double fx = static_cast<double>(a0 + i);
+                const double theta = std::sqrt(fx * fx + fy * fy) * perRadius;
+                *ps = std::sin(theta);
+                *pc = std::cos(theta);
+            }
         }
     };
-    auto segment = [&](std::int64_t y, std::int64_t xa, std::int64_t xb, std::int64_t ax0) {
+    auto segment = [&](std::int64_t y, std::int64_t xa, std::int64_t xb, const double* sines,
+                       const double* cosines) {
         const std::int64_t n = xb - xa + 1;
-        const std::int64_t step = xa < cx ? -1 : 1;
-        const std::int64_t t = (xa < cx ? cx - xa : xa - cx) - ax0;
-        SwirlRow(sines.data() + t, cosines.data() + t, step, n, static_cast<double>(xa), fcx, fcy,
-                 static_cast<double>(y - cy), w, hgt, sx.data(), sy.data());
-        sampler.run(f, sx.data(), sy.data(), static_cast<std::size_t>(n),
-                    out + y * f.stride + 3 * xa);
+        sampler.runSwirl(f, sines, cosines, xa < cx ? -1 : 1, n, static_cast<double>(xa), fcx,
+                         fcy, static_cast<double>(y - cy), sx.data(), sy.data(),
+                         out + y * f.stride + 3 * xa);
     };
-    ForMirroredStrips(0, f.width - 1, 0, f.height - 1, cx, cy, shared, segment);
+    // Offset row ay, offset columns a0 .. a1 - 1 of image k: the row below
+    // the centre for k & 1, the left side (turns read backwards) for k & 2.
+    auto rows = [&](int k, std::int64_t a0, std::int64_t a1, std::int64_t ay,
+                    const double* sines, const double* cosines) {
+        if ((k & 1) && ay == 0) return;
+        const std::int64_t y = (k & 1) ? cy - ay : cy + ay;
+        if (y < 0 || y >= f.height) return;
+        if (!(k & 2)) {
+            const std::int64_t right = std::min(a1, f.width - cx);
+            if (a0 < right) segment(y, cx + a0, cx + right - 1, sines, cosines);
+            return;
+        }
+        const std::int64_t from = std::max<std::int64_t>(a0, 1), to = std::min(a1, cx + 1);
+        if (from < to) {
+            segment(y, cx - (to - 1), cx - from, sines + (to - 1 - a0), cosines + (to - 1 - a0));
+        }
+    };
+    ForMirroredTiles(std::max(cx, f.width - 1 - cx), std::max(cy, f.height - 1 - cy), turns, rows);
     CommitBits(bits, out);
     return 1;
 }

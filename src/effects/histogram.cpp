@@ -163,10 +163,12 @@ int ThNormalize(void*& bits, BITMAPINFO*& info) {
         return 0;
     }
     if (depth == 24) {
+        // One table for all three channels; the rest of each row keeps the
+        // zeros of the new block.
+        const vellum::effects::ByteMap levels(level);
         for (std::int64_t y = 0; y < height; ++y) {
-            const BYTE* src = static_cast<const BYTE*>(bits) + y * rowBytes;
-            BYTE* dst = work + y * rowBytes;
-            for (std::int64_t b = 0; b < 3 * width; ++b) dst[b] = level[src[b]];
+            levels.apply(static_cast<const BYTE*>(bits) + y * rowBytes, work + y * rowBytes,
+                         static_cast<std::size_t>(3 * width));
         }
     } else {
         std::memcpy(work, bits, static_cast<std::size_t>(blockSize));

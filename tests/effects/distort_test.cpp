@@ -3,7 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
+#include <cstdint>
 #include <cstring>
+#include <string>
 #include <limits>
 #include <random>
 
@@ -342,5 +345,62 @@ TEST(Distort, DropAndSpiralMatchTheirFormulasPixelByPixel) {
         expect = SpiralLiteral(p, angle, background);
         ASSERT_EQ(ThSpiral(p.bits, p.info, angle, background), 1);
         ASSERT_EQ(p.bytes(), expect) << w << "x" << h << " spiral " << angle;
+    }
+}
+
+// The swirl works out the turn of (|x|, |y|) once for (|y|, |x|) too, in
+// tiles of 128 offsets paired about the diagonal: pictures whose quarter
+// spans several tiles each way, with partial tiles at the edges, wider or
+// taller than square, and small ones inside one tile.
+TEST(Spiral, ReusedTurnsMatchTheFormula) {
+    std::mt19937 rng(7211);
+    const int sizes[][2] = {{65, 65}, {66, 63}, {9, 9},     {7, 128},   {513, 512},
+                            {514, 515}, {1201, 700}, {600, 1101}, {8200, 6}, {1030, 260}};
+    for (const auto& size : sizes) {
+        for (double angle : {180.0, -75.5, 1e5}) {
+            SCOPED_TRACE(std::to_string(size[0]) + "x" + std::to_string(size[1]) + " " +
+                         std::to_string(angle));
+            Pair p;
+            vtest::MakeRandom(p, size[0], size[1], rng);
+            const BYTE background = static_cast<BYTE>(rng());
+            const std::vector<BYTE> expect = SpiralLiteral(p, angle, background);
+            ASSERT_EQ(ThSpiral(p.bits, p.info, angle, background), 1);
+            ASSERT_EQ(p.bytes(), expect);
+        }
+    }
+}
+
+// The compiler turns a sine and a cosine of one argument into one sincos
+// call; that is only sound because this libm's sincos returns exactly what
+// sin and cos return. Called through opaque pointers so that neither side
+// is merged or folded.
+TEST(Spiral, SincosMatchesSinAndCosBitForBit) {
+    double (*volatile sine)(double) = &::sin;
+    double (*volatile cosine)(double) = &::cos;
+    void (*volatile both)(double, double*, double*) = &::sincos;
+    std::mt19937_64 rng(42);
+    auto bitsOf = [](double v) {
+        std::uint64_t u;
+        std::memcpy(&u, &v, 8);
+        return u;
+    };
+    std::uniform_real_distribution<double> turn(-8.0, 8.0), wide(-1e6, 1e6);
+    for (int i = 0; i < 2'000'000; ++i) {
+        double x;
+        switch (i % 4) {
+            case 0: x = turn(rng); break;
+            case 1: x = wide(rng); break;
+            case 2: {  // any finite bit pattern
+                const std::uint64_t u = rng();
+                std::memcpy(&x, &u, 8);
+                if (!std::isfinite(x)) x = 0.5;
+                break;
+            }
+            default: x = std::ldexp(turn(rng), -static_cast<int>(rng() % 60)); break;
+        }
+        double s = 0, c = 0;
+        both(x, &s, &c);
+        ASSERT_EQ(bitsOf(s), bitsOf(sine(x))) << x;
+        ASSERT_EQ(bitsOf(c), bitsOf(cosine(x))) << x;
     }
 }

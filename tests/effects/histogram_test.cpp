@@ -159,3 +159,69 @@ TEST(Equalize, MatchesTheRuleOnRandomPictures) {
         ASSERT_EQ(p.bytes(), expect) << w << "x" << h;
     }
 }
+
+namespace {
+
+// Normalize of a 24-bit pair done literally: blue-byte histogram, the 1 %
+// points (then the first non-empty levels), the 254 level table, every
+// pixel byte through it and the padding cleared. Empty when refused.
+std::vector<BYTE> NormalizeLiteral(Pair& p) {
+    const int w = p.h().biWidth, h = p.h().biHeight;
+    const int stride = static_cast<int>(p.bytes().size()) / h;
+    const std::vector<BYTE> src = p.bytes();
+    long hist[256] = {};
+    for (int y = 0; y < h; ++y) {
+        for (int x = 0; x < w; ++x) ++hist[src[y * stride + 3 * x]];
+    }
+    auto search = [&](long threshold, int& low, int& high) {
+        long sum = 0;
+        for (low = 0; low < 255 && sum + hist[low] <= threshold; ++low) sum += hist[low];
+        sum = 0;
+        for (high = 255; high > 0 && sum + hist[high] <= threshold; --high) sum += hist[high];
+    };
+    int low = 0, high = 0;
+    search(static_cast<long>(w) * h / 100, low, high);
+    if (low == high) search(0, low, high);
+    if (low == high) return {};
+    std::vector<BYTE> out(src.size(), 0);
+    for (int y = 0; y < h; ++y) {
+        for (int b = 0; b < 3 * w; ++b) {
+            const int v = src[y * stride + b];
+            out[y * stride + b] =
+                static_cast<BYTE>(v < low ? 0 : (v > high ? 255 : 254 * (v - low) / (high - low)));
+        }
+    }
+    return out;
+}
+
+}  // namespace
+
+// Widths around the 64- and 16-byte steps of the level lookup, narrow and
+// wide level ranges, rare outliers beyond the 1 % points, and pictures
+// that only the second search can stretch.
+TEST(Normalize, MatchesTheLevelRulePixelByPixel) {
+    std::mt19937 rng(1171);
+    for (int round = 0; round < 60; ++round) {
+        SCOPED_TRACE(round);
+        const int w = 1 + static_cast<int>(rng() % (round < 40 ? 70 : 400));
+        const int h = 1 + static_cast<int>(rng() % 30);
+        Pair p;
+        Make(p, w, h, 24);
+        const int lo = static_cast<int>(rng() % 256);
+        const int span = static_cast<int>(rng() % (256 - lo));
+        for (int y = 0; y < h; ++y) {
+            for (int b = 0; b < 3 * w; ++b) {
+                int v = lo + (span ? static_cast<int>(rng() % (span + 1)) : 0);
+                if (rng() % 200 == 0) v = static_cast<int>(rng() % 256);
+                p.row(y)[b] = static_cast<BYTE>(v);
+            }
+        }
+        const std::vector<BYTE> expect = NormalizeLiteral(p);
+        if (expect.empty()) {
+            EXPECT_EQ(ThNormalize(p.bits, p.info), 0);
+            continue;
+        }
+        ASSERT_EQ(ThNormalize(p.bits, p.info), 1);
+        ASSERT_EQ(p.bytes(), expect) << w << "x" << h;
+    }
+}
