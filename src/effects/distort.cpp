@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "effects/effect_frame.h"
+#include "platform/cpu.h"
 
 #if defined(__x86_64__) && defined(__GNUC__)
 #include <immintrin.h>
@@ -60,11 +61,6 @@ inline void Sample(const Frame24& f, double sx, double sy, BYTE* out) {
 
 #if defined(__x86_64__) && defined(__GNUC__)
 #define VELLUM_DISTORT_AVX2 1
-bool HasAvx2() {
-    static const bool has = __builtin_cpu_supports("avx2");
-    return has;
-}
-
 // Positions to taps, four at a time: the byte offset of the upper left
 // neighbour (inside a block of at most 2^31 - 1 bytes, so 32 bits hold it),
 // the across weights as the word pair (1024 - fx, fx) and fy. The
@@ -189,7 +185,7 @@ class RowSampler {
     // n at most the count given at construction.
     void run(const Frame24& f, const double* sx, const double* sy, std::size_t n, BYTE* dst) {
 #ifdef VELLUM_DISTORT_AVX2
-        if (HasAvx2()) {
+        if (vellum::cpu::HasAvx2()) {
             TapsAvx2(sx, sy, n, f.stride, off_.data(), wx_.data(), fy_.data());
             BlendAvx2(f.bits, f.stride, off_.data(), wx_.data(), fy_.data(), n, dst);
             return;
@@ -352,7 +348,7 @@ void RowSampler::runSwirl(const Frame24& f, const double* sines, const double* c
                           double dy, double* sx, double* sy, BYTE* dst) {
     const double w = static_cast<double>(f.width), hgt = static_cast<double>(f.height);
 #ifdef VELLUM_DISTORT_AVX2
-    if (HasAvx2()) {
+    if (vellum::cpu::HasAvx2()) {
         SwirlTapsAvx2(sines, cosines, step, n, x0, cx, cy, dy, w, hgt, f.stride, off_.data(),
                       wx_.data(), fy_.data());
         BlendAvx2(f.bits, f.stride, off_.data(), wx_.data(), fy_.data(),
@@ -367,7 +363,7 @@ void RowSampler::runSwirl(const Frame24& f, const double* sines, const double* c
 void DropRow(const double* m, std::int64_t step, std::int64_t n, double x0, double cx, double y,
              double dy, double w, double hgt, double* sx, double* sy) {
 #ifdef VELLUM_DISTORT_AVX2
-    if (HasAvx2()) return DropRowAvx2(m, step, n, x0, cx, y, dy, w, hgt, sx, sy);
+    if (vellum::cpu::HasAvx2()) return DropRowAvx2(m, step, n, x0, cx, y, dy, w, hgt, sx, sy);
 #endif
     DropRowPlain(m, step, n, x0, cx, y, dy, w, hgt, sx, sy);
 }
@@ -673,7 +669,14 @@ int ThDrop(void*& bits, BITMAPINFO*& info, double centreX, double centreY, long 
     const std::int64_t cx = TruncPos(static_cast<double>(f.width) * centreX);
     const std::int64_t cy = TruncPos(static_cast<double>(f.height) * centreY);
     const double k = static_cast<double>(waves) * kPiFloat / static_cast<double>(f.width);
-    const double a = static_cast<double>(f.width * static_cast<std::int64_t>(amplitude) / f.height);
+    // width x amplitude saturates instead of overflowing for absurd amplitudes.
+    std::int64_t spread = 0;
+    if (__builtin_mul_overflow(static_cast<std::int64_t>(f.width),
+                               static_cast<std::int64_t>(amplitude), &spread)) {
+        spread = amplitude < 0 ? std::numeric_limits<std::int64_t>::min()
+                               : std::numeric_limits<std::int64_t>::max();
+    }
+    const double a = static_cast<double>(spread / f.height);
     const double phi = static_cast<double>(phase) * kDegreeFactor;
     const double w = static_cast<double>(f.width), hgt = static_cast<double>(f.height);
 
