@@ -28,6 +28,7 @@
 #include <vector>
 
 #include "codec/formats.h"
+#include "codec/reader.h"
 
 namespace vellum::codec {
 namespace {
@@ -170,10 +171,38 @@ void SyccToRgb(double y, double cb, double cr, BYTE rgb[3]) {
         rgb[k] = static_cast<BYTE>(std::clamp(std::floor(v[k] + 0.5), 0.0, 255.0));
 }
 
+// OpenJPEG keeps a coding record of about a kilobyte for every component of
+// every tile, and sets them all up while reading the main header: a header of
+// a few dozen bytes can ask for gigabytes (a 1 x 8193 picture of 1 x 1 tiles
+// with 257 components). The image and tile sizes are read from the code
+// stream's SIZ segment first, and more than 2^18 tile components (about
+// 300 MB of records) are refused. A stream without a recognisable SIZ is left
+// to the library, which refuses it.
+bool TileRecordsAllowed(const std::uint8_t* data, std::size_t size) {
+    static constexpr std::uint8_t kSocSiz[] = {0xFF, 0x4F, 0xFF, 0x51};
+    const std::uint8_t* at = std::search(data, data + size, kSocSiz, kSocSiz + 4);
+    if (at == data + size) return true;
+    ByteCursor c(data, size);
+    c.seek(static_cast<std::size_t>(at - data) + 4);
+    c.skip(4);  // Lsiz, Rsiz
+    const std::uint64_t xsiz = c.u32be(), ysiz = c.u32be();
+    c.skip(8);  // XOsiz, YOsiz
+    const std::uint64_t xtsiz = c.u32be(), ytsiz = c.u32be();
+    const std::uint64_t xtosiz = c.u32be(), ytosiz = c.u32be();
+    const std::uint64_t csiz = c.u16be();
+    if (!c.ok() || xtsiz == 0 || ytsiz == 0 || xsiz <= xtosiz || ysiz <= ytosiz) return true;
+    const std::uint64_t across = (xsiz - xtosiz + xtsiz - 1) / xtsiz;
+    const std::uint64_t down = (ysiz - ytosiz + ytsiz - 1) / ytsiz;
+    constexpr std::uint64_t kMaxTileComponents = std::uint64_t{1} << 18;
+    return across <= kMaxTileComponents && down <= kMaxTileComponents &&
+           across * down * std::max<std::uint64_t>(csiz, 1) <= kMaxTileComponents;
+}
+
 }  // namespace
 
 bool DecodeJpeg2000(CxImage& image, const std::uint8_t* data, std::size_t size, bool) {
     if (size < 12) return false;
+    if (!TileRecordsAllowed(data, size)) return false;
     const bool codestream = data[0] == 0xFF && data[1] == 0x4F && data[2] == 0xFF && data[3] == 0x51;
     Stream s;
     s.data = data;

@@ -144,3 +144,26 @@ TEST(Jpeg2000, ComponentsMeetOnTheReferenceGrid) {
 }
 
 }  // namespace
+
+// A main header of under a kilobyte asking for 8193 tiles of 257 components
+// each: the decoder's per-tile records alone would take gigabytes, so the
+// stream is refused before the library sets them up.
+TEST(Jpeg2000, HeaderAskingForMillionsOfTileRecordsIsRefused) {
+    auto put32 = [](std::vector<BYTE>& v, std::uint32_t x) {
+        for (int s = 24; s >= 0; s -= 8) v.push_back(static_cast<BYTE>(x >> s));
+    };
+    const std::uint16_t components = 257;
+    std::vector<BYTE> bytes = {0xFF, 0x4F, 0xFF, 0x51};
+    const int length = 38 + 3 * components;
+    bytes.push_back(static_cast<BYTE>(length >> 8));
+    bytes.push_back(static_cast<BYTE>(length));
+    bytes.insert(bytes.end(), {0x00, 0x00});  // Rsiz
+    for (std::uint32_t v : {1u, 8193u, 0u, 0u, 1u, 1u, 0u, 0u}) put32(bytes, v);
+    bytes.push_back(static_cast<BYTE>(components >> 8));
+    bytes.push_back(static_cast<BYTE>(components));
+    for (int k = 0; k < components; ++k) bytes.insert(bytes.end(), {0x07, 0x01, 0x01});
+    bytes.insert(bytes.end(), 64, 0xFF);
+    CxImage image;
+    EXPECT_FALSE(image.Decode(bytes.data(), bytes.size(), CXIMAGE_FORMAT_JPC));
+    EXPECT_FALSE(image.IsValid());
+}
